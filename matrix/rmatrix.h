@@ -1,0 +1,111 @@
+// The small dense matrix of the library: rotations, homogeneous transforms, wrench transforms.
+#ifndef ZEL_FTC_MATRIX_RMATRIX_H
+#define ZEL_FTC_MATRIX_RMATRIX_H
+
+#include <cstddef>
+
+#include "matrix/fixedmatrix.h"
+#include "matrix/rvector.h"
+#include "zel_ftc_types.h"
+
+/// A matrix of up to 6 x 6 in inline storage (see FixedMatrix for sizes and loop order).
+///
+/// Homogeneous transforms are 4 x 4, rotation in rows and columns 0..2, translation in column 3.
+/// T_a_b is the pose of frame b in frame a; orientation R = RotZ(a) * RotY(b) * RotX(c), radians.
+/// Nothing here normalises rotations or quaternions: callers hand in valid ones.
+class ZEL_FTC_API RMatrix : public FixedMatrix<6> {
+ public:
+  /// 0 x 0, `IsAmpty` true. Meant as a target to assign to.
+  RMatrix();
+  /// n x n identity; `IsAmpty` when n is 0.
+  explicit RMatrix(std::size_t n);
+  /// r x c zeros; `IsAmpty` when either is 0.
+  RMatrix(std::size_t r, std::size_t c);
+  /// n x n (n <= 4) from rows of four doubles.
+  RMatrix(double (*a)[4], std::size_t n);
+  /// Homogeneous transform from a rotation (nine doubles, row by row) and a translation (three).
+  RMatrix(const double* R, const double* p);
+  /// The logical block; the rest of the storage is 0.0.
+  RMatrix(const RMatrix& m);
+  ~RMatrix() = default;
+  /// Cells outside the new logical block keep their content. Returns a copy, not a reference.
+  RMatrix operator=(const RMatrix& m);
+
+  /// Size iRow x B.iCol, summed over iCol.
+  RMatrix operator*(const RMatrix& B) const;
+
+  // ---- building and taking apart ---------------------------------------------------------------
+
+  static RMatrix RIdentity(std::size_t n);
+  /// A new n x n identity; resizes no existing matrix.
+  static RMatrix setSize(std::size_t n);
+  static RMatrix RTranspose(const RMatrix& A);
+  /// Rows r0..r1 and columns c0..c1, both inclusive.
+  static RMatrix subRMatrix(const RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c0,
+                            std::size_t c1);
+  /// Elements a..b of column k (COLUMN) or of row k (ROW); zeros for any other type.
+  static RVector subRVector(const RMatrix& A, std::size_t a, std::size_t b, std::size_t k,
+                            ZelArraytype t);
+  /// Writes S into rows r0..r1, columns c0..c1 of A (inclusive); A keeps its size.
+  static void catRMatrix(RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c0, std::size_t c1,
+                         const RMatrix& S);
+  /// Writes v down column c, rows r0..r1 (inclusive).
+  static void catRMatrix(RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c,
+                         const RVector& v);
+  /// Replaces the top v.size elements of column idx. The array type is ignored: a row is never
+  /// replaced.
+  static void replaceRMatrix(RMatrix& A, std::size_t idx, ZelArraytype t, const RVector& v);
+  static void replaceOriOfTMatrix(RMatrix& T, const RMatrix& R);
+  static void replaceDisOfTMatrix(RMatrix& T, const RVector& p);
+  /// Zeroes cells (i, j) with i < iCol and j < iRow. For a matrix that is not square this is the
+  /// transposed rectangle: part of the matrix keeps its values.
+  static void clearRMatrix(RMatrix& A);
+  /// A with a zero diagonal. Despite the name the lower triangle stays.
+  static RMatrix triuRMatrix(const RMatrix& A);
+  /// Frobenius norm over i < iCol, j < iRow (as clearRMatrix); p is ignored.
+  static double normRMatrix(const RMatrix& A, std::size_t p);
+
+  // ---- rotations, poses and homogeneous transforms ---------------------------------------------
+
+  static RMatrix RotX(double t);
+  static RMatrix RotY(double t);
+  static RMatrix RotZ(double t);
+  /// RotZ(v0) * RotY(v1) * RotX(v2), 3 x 3.
+  static RMatrix RPY2Rot(const RVector& v);
+  /// The same as a transform without translation.
+  static RMatrix RPY2TR(const RVector& v);
+  /// Transform of a six-element pose. The angle type is ignored.
+  static RMatrix Pos2TR(const RVector& pose, ZelAngletype t);
+  /// Inverse of a rigid transform: transposed rotation R', translation -(R' p).
+  static RMatrix TrInv(const RMatrix& T);
+  /// 3 x 3 from a unit quaternion (w, x, y, z).
+  static RMatrix Quaternion2Rot(const RVector& q);
+  /// 4 x 4 from (x, y, z, w, qx, qy, qz).
+  static RMatrix PosQuaternion2TR(const RVector& v);
+
+  // ---- inversion and decompositions ------------------------------------------------------------
+  // Output matrices must come with the right size: only their elements are written, and a false
+  // result leaves them as they were. Bounded time and memory, no allocation.
+
+  /// Gauss-Jordan with partial pivoting (Golub & Van Loan, Matrix Computations). False when A is
+  /// not square or a pivot is exactly zero.
+  static bool RMatrixInv(RMatrix A, RMatrix& Mc);
+  /// In-place sweep without pivoting and without a singularity test: a zero met on the diagonal
+  /// gives non-finite elements and still true. False only when A is not square.
+  static bool RMatrixInv2(RMatrix A, RMatrix& Mc);
+  /// A (m x n, m >= n) = Q R by Householder reflections; the diagonal of R has the sign opposite to
+  /// the leading element of each column. False when m < n or a column to reflect vanishes.
+  static bool qrFullRMatrix(RMatrix A, RMatrix& Q, RMatrix& R);
+  /// A = U S V' of a square A by alternating QR factorisations, at most 300 sweeps.
+  static void svdSim(RMatrix A, RMatrix& U, RMatrix& S, RMatrix& V);
+  /// Determinant of the top-left 3 x 3 block, whatever the size (rule of Sarrus).
+  static double detRMatrix(const RMatrix& A);
+};
+
+/// A * v: A.iRow elements, summed over A.iCol.
+ZEL_FTC_API RVector operator*(const RMatrix& A, const RVector& v);
+/// Element-wise, size of A.
+ZEL_FTC_API RMatrix operator+(const RMatrix& A, const RMatrix& B);
+ZEL_FTC_API RMatrix operator-(const RMatrix& A, const RMatrix& B);
+
+#endif

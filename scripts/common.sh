@@ -1,0 +1,39 @@
+# Shared by the scripts: the project's folder, the Debian packages each job needs.
+# shellcheck shell=bash
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+
+demo_packages=(g++ cmake ninja-build libboost-dev libfmt-dev libcli11-dev libfccp-dev gnuplot-nox)
+test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
+               nlohmann-json3-dev binutils)
+ci_packages=("${test_packages[@]}" clang libclang-rt-14-dev clang-format)
+
+# Installs what is missing of the packages named; says nothing when there is nothing to do.
+install_packages() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  echo "Installing: ${missing[*]}"
+  local sudo=()
+  [ "$(id -u)" -eq 0 ] || sudo=(sudo)
+  "${sudo[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >/dev/null
+}
+
+# Configures (once) and builds a preset; prints the log only when something fails.
+build_preset() {
+  local preset=$1 log="$root/build/$1.log"
+  mkdir -p "$root/build"
+  if [ ! -f "$root/build/$preset/build.ninja" ]; then
+    echo "Configuring $preset"
+    cmake --preset "$preset" >"$log" 2>&1 || { cat "$log"; return 1; }
+  fi
+  [ -z "$(ninja -C "$root/build/$preset" -n 2>/dev/null | grep -v 'no work to do')" ] ||
+    echo "Building $preset"
+  cmake --build --preset "$preset" >"$log" 2>&1 || { cat "$log"; return 1; }
+}
