@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
     // The mode, then one call of zel_ftc_runApproach per period until it ends.
     const example::ApproachMode mode = example::approachMode(options);
     example::Log log;
-    const int code = example::approach(robot, mode, options, log);
+    const int code = example::approach(robot, mode, {.period = options.period}, log);
 
     const example::ApproachSummary summary = example::summarise(log, mode);
     example::print(summary, mode, code);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <stdexcept>
 #include <thread>
 
@@ -11,8 +12,6 @@ namespace example {
 namespace {
 
 constexpr double pi = 3.14159265358979323846;
-
-constexpr double progressInterval = 0.5;  // s
 
 }  // namespace
 
@@ -48,7 +47,7 @@ void requireFinite(CLI::App& app) {
       },
       "");
   for (CLI::Option* option : app.get_options()) {
-    if (option->get_type_name().find("FLOAT") == 0) option->check(finite);
+    if (option->get_type_name().find("FLOAT") != std::string::npos) option->check(finite);
   }
 }
 
@@ -153,7 +152,7 @@ void zero(RobotLink& robot) {
 int cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits, Log& log) {
   const double period = 0.001 * limits.period;
   const auto longest = static_cast<std::size_t>(std::ceil(limits.longest / period));
-  const auto every = static_cast<std::size_t>(std::ceil(progressInterval / period));
+  const auto every = static_cast<std::size_t>(std::ceil(limits.progress / period));
   zel_ftc_error error = {ZEL_RUN_RUNNING, 0, 0};
   for (std::size_t n = 0; n < longest && robot.feed(); ++n) {
     Cycle now = {
@@ -168,7 +167,7 @@ int cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits&
     log.push_back(now);
     if (n % every == 0 || result == 0) {
       fmt::print("{:>9} {:8.3f} s   z {:8.3f} mm   force {:7.2f} N   {}\n", name, now.time,
-                 now.pose[2], -now.control[limits.progressAxis] + 0.0, now.code);
+                 now.pose[2], 0.0 - now.control[limits.progressAxis], now.code);
     }
     if (result == 0) break;
     robot.follow(corrected);
@@ -194,10 +193,42 @@ void configureApproach(const ApproachMode& mode) {
           "zel_ftc_configApproachMode");
 }
 
-int approach(RobotLink& robot, const ApproachMode& mode, const Options& options, Log& log) {
+int approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log) {
   configureApproach(mode);
-  return cycle(robot, "approach", zel_ftc_runApproach,
-               {.period = options.period, .progressAxis = mode.direction}, log);
+  limits.progressAxis = mode.direction;
+  return cycle(robot, "approach", zel_ftc_runApproach, limits, log);
+}
+
+void addOptions(CLI::App& app, ApproachMode& mode) {
+  const std::map<std::string, ZelRcs> frames = {
+      {"WORLD", RCS_WORLD}, {"BASE", RCS_BASE}, {"TOOL", RCS_TOOL}, {"SENSOR", RCS_SENSOR}};
+  const std::map<std::string, ZelDirection> directions = {
+      {"FX", FT_FX}, {"FY", FT_FY}, {"FZ", FT_FZ}, {"MX", FT_MX}, {"MY", FT_MY}, {"MZ", FT_MZ}};
+  app.add_option("--frame", mode.frame, "WORLD, BASE, TOOL or SENSOR")
+      ->transform(CLI::CheckedTransformer(frames, CLI::ignore_case));
+  app.add_option("--direction", mode.direction, "FX, FY, FZ, MX, MY or MZ")
+      ->transform(CLI::CheckedTransformer(directions, CLI::ignore_case));
+  app.add_option("--force", mode.force, "Expected force E, N or N m; held is -E");
+  app.add_option("--gains", mode.gains, "Six gains, mm/s per N");
+  app.add_option("--speed", mode.speed, "Approach speed, mm/s");
+  app.add_option("--switching-force", mode.switchingForce, "Contact, N");
+  app.add_option("--switching-torque", mode.switchingTorque, "Contact, N m");
+  app.add_option("--break-range", mode.breakRange, "Six ranges of |E + F|; 0 = not monitored");
+  app.add_option("--time-out", mode.timeOut, "ms of wall clock");
+  requireFinite(app);
+}
+
+void addOptions(CLI::App& app, Setup& setup) {
+  app.add_option("--period", setup.period, "Control period, ms")->check(CLI::Range(4.0, 100.0));
+  app.add_option("--load", setup.load.weight, "Weight of the load, N");
+  app.add_option("--load-centre", setup.load.centre, "Its centre of mass, sensor frame, mm");
+  app.add_option("--flange-sensor", setup.flange_sensor, "Pose of the sensor on the flange");
+  app.add_option("--sensor-tool", setup.sensor_tool, "Pose of the tool on the sensor");
+  app.add_option("--sensor-rating", setup.sensorRating, "Six limits of the raw reading");
+  app.add_option("--permissible", setup.permissible, "Six limits of the compensated wrench");
+  app.add_option("--max-path", setup.maxPath, "Limit of the total correction, mm");
+  app.add_option("--max-angle", setup.maxAngle, "Limit of the total correction, rad");
+  requireFinite(app);
 }
 
 void configureTracking(const Options& options) {
@@ -257,7 +288,7 @@ Session::Session(const Options& options)
     : config(demoCell(options)), cell(config), robot(cell, options), mode(approachMode(options)) {
   configure(setupOf(config, options));
   zero(robot);
-  const int code = approach(robot, mode, options, log);
+  const int code = approach(robot, mode, {.period = options.period}, log);
   if (code != ZEL_RUN_END) {
     throw std::runtime_error(fmt::format("no steady contact: the approach gave {}", code));
   }

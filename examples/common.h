@@ -134,7 +134,8 @@ using Run = std::function<int(double*, double*, zel_ftc_error*)>;
 struct CycleLimits {
   double period = 4.0;    ///< ms
   double longest = 60.0;  ///< s; tracking and assembly runs have no time-out of their own
-  int progressAxis = 2;   ///< axis of the force and position in the progress lines
+  double progress = 0.5;  ///< s between progress lines
+  int progressAxis = FZ;  ///< axis of the force in the progress lines
 };
 
 /// Calls the run once per period until it ends or fails, the link has no more readings, or the
@@ -156,7 +157,11 @@ struct ApproachMode {
 };
 ApproachMode approachMode(const Options& options);
 void configureApproach(const ApproachMode& mode);
-int approach(RobotLink& robot, const ApproachMode& mode, const Options& options, Log& log);
+int approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log);
+
+/// Options of every part of the mode, and of period, load and limits: for tuning.
+void addOptions(CLI::App& app, ApproachMode& mode);
+void addOptions(CLI::App& app, Setup& setup);
 
 /// Tracking along a path with a steady force. An approach comes first.
 void configureTracking(const Options& options);

@@ -135,7 +135,8 @@ void print(const ApproachSummary& summary, const ApproachMode& mode, int code) {
   const char* unit = unitOf(mode.direction);
   if (summary.contact) {
     fmt::print("contact       {:8.3f} s\n", summary.contactTime);
-    fmt::print("settled force {:8.2f} {} of {:.2f}\n", summary.settledForce, unit, mode.force);
+    fmt::print("{} {:8.2f} {} of {:.2f}\n", code == ZEL_RUN_END ? "settled force" : "last force   ",
+               summary.settledForce, unit, mode.force);
     fmt::print("overshoot     {:8.2f} {}\n", summary.overshoot, unit);
   } else {
     fmt::print("contact       none\n");
@@ -221,12 +222,15 @@ void record(const std::string& folder, const std::string& name, const Log& log,
     gp.print("set multiplot layout {},1 title {} noenhanced\n", rows, quoted(picture.title));
     gp.print("set lmargin 10\nset rmargin 22\nset xlabel 'time [s]'\n");
     double height = 0.95;
-    for (const Mark& mark : picture.marks) {
+    const double middle = 0.5 * log.back().time;
+    for (const auto& [time, text] : picture.marks) {
       gp.print("set arrow from first {0},graph 0 to first {0},graph 1 nohead dt 2 lc 'gray30'\n",
-               mark.time);
-      gp.print("set label {} at first {},graph {:.2f} right offset -0.5,0 tc 'gray30' noenhanced\n",
-               quoted(mark.text), mark.time, height);
-      height = height > 0.6 ? height - 0.07 : 0.95;
+               time);
+      if (height < 0.5) continue;  // many marks: the later ones go without a label
+      const bool left = time > middle;
+      gp.print("set label {} at first {},graph {:.2f} {} offset {},0 tc 'gray30' noenhanced\n",
+               quoted(text), time, height, left ? "right" : "left", left ? -0.5 : 0.5);
+      height -= 0.07;
     }
     gp.print("set ylabel 'held force -{} [{}]'\n", axisName[picture.axis], unit);
     gp.print("plot {} using (column('t')):(-column('c{}')) with lines lw 1.5 title 'held', ",

@@ -12,7 +12,7 @@ namespace example {
 
 /// The force held along an axis, counted like the expected force: minus the measured one.
 inline double heldForce(const Cycle& cycle, int axis) {
-  return -cycle.control[axis];
+  return 0.0 - cycle.control[axis];
 }
 
 struct Statistics {
