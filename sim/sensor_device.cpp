@@ -141,7 +141,10 @@ Bytes SensorDevice::execute(const std::uint8_t* datagram, std::size_t length,
 std::optional<SensorDevice::Reading> SensorDevice::measure() {
   const std::optional<Wrench> physical = source_(static_cast<double>(samples_) / rate_);
   ended_ = !physical;
-  if (!physical) return std::nullopt;
+  if (ended_) {
+    streaming_ = false;
+    return std::nullopt;
+  }
 
   Reading reading{statusNormal, {}};
   const double* const range = rangeOfModel(identity_.model);
@@ -167,7 +170,6 @@ std::optional<SensorDevice::Reading> SensorDevice::sample() {
 
 Bytes SensorDevice::nextFrame() {
   const std::optional<Reading> reading = sample();
-  streaming_ = reading.has_value();
   if (!reading) return {};
   return packet(reading->status, continuousCapture, channelBytes(reading->channels));
 }

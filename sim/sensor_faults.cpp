@@ -86,14 +86,15 @@ std::size_t FaultInjector::pick(std::size_t first, std::size_t last) {
   return first + random_() % (last - first + 1);
 }
 
-bool FaultInjector::strikes(Fault fault) {
+bool FaultInjector::strikes(Fault fault, bool possible) {
   const auto kind = static_cast<std::size_t>(fault);
   const Occurrence& when = faults_.when[kind];
   ++seen_[kind];
   const bool counted = when.every > 0 && seen_[kind] % when.every == 0;
   const bool drawn = when.probability > 0.0 && uniform() < when.probability;
-  if (counted || drawn) ++strikes_[kind];
-  return counted || drawn;
+  const bool hit = possible && (counted || drawn);
+  if (hit) ++strikes_[kind];
+  return hit;
 }
 
 void FaultInjector::pass(Bytes packet, std::vector<Datagram>& out) {
@@ -119,24 +120,22 @@ void FaultInjector::pass(Bytes packet, std::vector<Datagram>& out) {
     send(garbage, out);
   }
 
-  if (merged_count_ > 0 || strikes(Fault::merging)) {
+  if (strikes(Fault::merging, merged_count_ == 0) || merged_count_ > 0) {
     merged_.insert(merged_.end(), packet.begin(), packet.end());
     if (++merged_count_ < faults_.merged_packets) return;
     packet = std::exchange(merged_, {});
     merged_count_ = 0;
   }
 
-  if (held_) {
-    emit(std::move(packet), out);
-    emit(*std::exchange(held_, std::nullopt), out);
-  } else if (strikes(Fault::reordering)) {
+  if (strikes(Fault::reordering, !held_)) {
     held_ = std::move(packet);
-  } else {
-    emit(std::move(packet), out);
+    return;
   }
+  emit(packet, out);
+  if (held_) emit(*std::exchange(held_, std::nullopt), out);
 }
 
-void FaultInjector::emit(Bytes bytes, std::vector<Datagram>& out) {
+void FaultInjector::emit(const Bytes& bytes, std::vector<Datagram>& out) {
   const int copies = strikes(Fault::duplication) ? 2 : 1;
   const bool split = bytes.size() > 1 && strikes(Fault::splitting);
   const auto cut = split ? static_cast<std::ptrdiff_t>(pick(1, bytes.size() - 1)) : 0;

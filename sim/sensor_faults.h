@@ -75,7 +75,7 @@ class FaultInjector {
   void set(const SensorFaults& faults);
   const SensorFaults& faults() const { return faults_; }
 
-  /// Appends to `out` what leaves the sensor now for this packet.
+  /// Appends to `out` what leaves the sensor now for this packet, a complete one.
   void pass(Bytes packet, std::vector<Datagram>& out);
   /// Forgets packets held back for reordering and merging.
   void drop();
@@ -83,11 +83,12 @@ class FaultInjector {
   const std::array<std::uint64_t, faultKinds>& strikes() const { return strikes_; }
 
  private:
-  bool strikes(Fault fault);
+  /// Whether the fault hits this packet; a fault that is not possible now passes it over.
+  bool strikes(Fault fault, bool possible = true);
   double uniform();
   std::size_t pick(std::size_t first, std::size_t last);
   void send(const Bytes& bytes, std::vector<Datagram>& out);
-  void emit(Bytes bytes, std::vector<Datagram>& out);
+  void emit(const Bytes& bytes, std::vector<Datagram>& out);
 
   SensorFaults faults_;
   std::mt19937_64 random_{1};

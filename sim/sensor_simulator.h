@@ -23,12 +23,12 @@ struct SensorSimulatorConfig {
   double rate = 1000.0;    ///< frames per second, 1..4000
   ZelSensor::DeviceModelInfo identity{
       .model = 1, .range = 0, .id = 1, .year = 24, .month = 1, .date = 1};
-  WrenchSource source;        ///< asked on the simulator's thread, must not throw; empty = no load
-  std::string binary_answer;  ///< datagram that answers "<BINARY>"; empty = none
-  SensorFaults faults;
+  WrenchSource source{};  ///< asked on the simulator's thread, must not throw; empty = no load
+  std::string binary_answer{};  ///< datagram that answers "<BINARY>"; empty = none
+  SensorFaults faults{};
   /// Called on the simulator's thread for each command received. May call the simulator, but not
   /// stop it.
-  std::function<void(const SensorCommand&)> log;
+  std::function<void(const SensorCommand&)> log{};
 };
 
 struct SensorStatistics {
