@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
 #include <system_error>
 
 namespace zel::sim {
@@ -17,9 +18,18 @@ namespace {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-Fd openSocket() {
+/// A UDP socket given 127.0.0.1:`port` by ::bind or ::connect.
+Fd openWith(int (*attach)(int, const sockaddr*, socklen_t), const char* failure,
+            std::uint16_t port) {
   Fd socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (socket.get() < 0) fail("cannot open a UDP socket");
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (attach(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    fail(fmt::format("{} 127.0.0.1:{}", failure, port));
+  }
   return socket;
 }
 
@@ -29,30 +39,12 @@ Fd::~Fd() {
   if (fd_ >= 0) ::close(fd_);
 }
 
-sockaddr_in loopbackAddress(std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
 Fd bindLoopback(std::uint16_t port) {
-  Fd socket = openSocket();
-  const sockaddr_in address = loopbackAddress(port);
-  if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    fail(fmt::format("cannot bind 127.0.0.1:{}", port));
-  }
-  return socket;
+  return openWith(::bind, "cannot bind", port);
 }
 
 Fd connectLoopback(std::uint16_t port) {
-  Fd socket = openSocket();
-  const sockaddr_in address = loopbackAddress(port);
-  if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    fail(fmt::format("cannot reach 127.0.0.1:{}", port));
-  }
-  return socket;
+  return openWith(::connect, "cannot reach", port);
 }
 
 std::uint16_t localPort(const Fd& socket) {

@@ -2,8 +2,6 @@
 #ifndef ZEL_FTC_SIM_LOOPBACK_SOCKET_H
 #define ZEL_FTC_SIM_LOOPBACK_SOCKET_H
 
-#include <netinet/in.h>
-
 #include <cstdint>
 #include <utility>
 
@@ -26,8 +24,6 @@ class Fd {
  private:
   int fd_ = -1;
 };
-
-sockaddr_in loopbackAddress(std::uint16_t port);
 
 /// A non-blocking UDP socket bound to 127.0.0.1:`port`, 0 for any free port. Throws
 /// std::system_error that names the port when it cannot be had.

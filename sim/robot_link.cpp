@@ -1,6 +1,7 @@
 #include "sim/robot_link.h"
 
 #include <fmt/format.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 

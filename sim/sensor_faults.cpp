@@ -14,7 +14,6 @@ namespace zel::sim {
 
 namespace {
 
-constexpr std::size_t statusOffset = 4;
 constexpr std::size_t commandOffset = 5;
 constexpr std::size_t trailer = 4;  // CRC and tail
 

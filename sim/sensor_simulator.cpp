@@ -1,6 +1,7 @@
 #include "sim/sensor_simulator.h"
 
 #include <fmt/format.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/timerfd.h>

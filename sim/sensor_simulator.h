@@ -26,8 +26,8 @@ struct SensorSimulatorConfig {
   WrenchSource source{};  ///< asked on the simulator's thread, must not throw; empty = no load
   std::string binary_answer{};  ///< datagram that answers "<BINARY>"; empty = none
   SensorFaults faults{};
-  /// Called on the simulator's thread for each command received. May call the simulator, but not
-  /// stop it.
+  /// Called on the simulator's thread for each command received; what it waits for, the stream
+  /// waits for. May call the simulator, but not start or stop it.
   std::function<void(const SensorCommand&)> log{};
 };
 
