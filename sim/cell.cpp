@@ -38,8 +38,15 @@ Vector scaled(double s, const Vector& a) {
 /// v, given in the frame b, in the axes of the frame a of T_a_b.
 Vector rotated(const RigidTransform& T, const Vector& v) {
   Vector out;
-  for (int i = 0; i < 3; ++i) out[i] = T.R[i][0] * v[0] + T.R[i][1] * v[1] + T.R[i][2] * v[2];
+  for (int i = 0; i < 3; ++i) {
+    out[i] = T.row[i][0] * v[0] + T.row[i][1] * v[1] + T.row[i][2] * v[2];
+  }
   return out;
+}
+
+/// Column j of T: an axis of b for 0..2, the origin of b for 3, in the frame a.
+Vector column(const RigidTransform& T, int j) {
+  return {T.row[0][j], T.row[1][j], T.row[2][j]};
 }
 
 template <typename Values>
@@ -74,12 +81,11 @@ void check(const CellConfig& config) {
 
 /// The rotation of `from` turned by the given part of the shortest turn to the rotation of `to`.
 RigidTransform turned(const RigidTransform& from, const RigidTransform& to, double part) {
-  RigidTransform T_base_from = from, T_base_to = to;
-  for (int i = 0; i < 3; ++i) T_base_from.p[i] = T_base_to.p[i] = 0.0;
+  const RigidTransform T_base_from = rotationOf(from), T_base_to = rotationOf(to);
   const RigidTransform T_from_to = inverse(T_base_from) * T_base_to;
 
   double q[4];
-  quaternionFromRotation(T_from_to.R, q, 4);
+  quaternionFromRotation(T_from_to.row, q, 4);
   if (q[0] < 0.0) {
     for (double& value : q) value = -value;
   }
@@ -89,7 +95,7 @@ RigidTransform turned(const RigidTransform& from, const RigidTransform& to, doub
   const double scale = std::sin(half) / sine;
   const double step[4] = {std::cos(half), scale * q[1], scale * q[2], scale * q[3]};
   RigidTransform T_from_step = {};
-  rotationFromQuaternion(step, T_from_step.R);
+  rotationFromQuaternion(step, T_from_step.row);
   return T_base_from * T_from_step;
 }
 
@@ -116,7 +122,7 @@ struct Cell::State {
 
   Vector tipNow() const {
     const RigidTransform T = T_base_sensor();
-    return combine(1.0, rotated(T, p_sensor_tip()), 1.0, {T.p[0], T.p[1], T.p[2]});
+    return combine(1.0, rotated(T, p_sensor_tip()), 1.0, column(T, 3));
   }
 
   struct Touch {
@@ -125,11 +131,9 @@ struct Cell::State {
   };
 
   Touch touch() const {
-    const RigidTransform& S = T_base_surface;
-    const Vector outward = {S.R[0][2], S.R[1][2], S.R[2][2]};
-    const Vector origin = {S.p[0], S.p[1], S.p[2]};
+    const Vector outward = column(T_base_surface, 2);
     const double radius = config.surface.radius;
-    const Vector fromOrigin = combine(1.0, tip, -1.0, origin);
+    const Vector fromOrigin = combine(1.0, tip, -1.0, column(T_base_surface, 3));
     if (radius == 0.0) return {-dot(fromOrigin, outward), outward};
 
     // A negative radius puts the centre in front of the surface: a hollow.
@@ -185,7 +189,7 @@ void Cell::advance(double seconds) {
     const RigidTransform T =
         turned(transformFromPose(s.flange.data()), transformFromPose(s.commanded.data()), part);
     for (int i = 0; i < 3; ++i) s.flange[i] += part * (s.commanded[i] - s.flange[i]);
-    anglesFromRotation(T.R, s.flange.data() + 3);
+    anglesFromRotation(T.row, s.flange.data() + 3);
   }
   const Vector before = s.tip;
   s.tip = s.tipNow();
@@ -216,7 +220,7 @@ Wrench Cell::reading() {
   State& s = *state_;
   Wrench gravity;
   const auto& [weight, centre] = s.config.load;
-  gravityWrench(s.T_base_sensor().R[2], weight, metresPerMillimetre * centre[0],
+  gravityWrench(s.T_base_sensor().row[2], weight, metresPerMillimetre * centre[0],
                 metresPerMillimetre * centre[1], metresPerMillimetre * centre[2], gravity.data());
   Wrench wrench = contact();
   for (int i = 0; i < 6; ++i) {
