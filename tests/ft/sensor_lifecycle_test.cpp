@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -225,7 +225,7 @@ TEST_F(SensorLifecycle, ForeignDescriptorsStayOpen) {
   // The descriptor that a never-opened sensor might take for its own, and the one that follows on a
   // closed sensor's number.
   const int zero = dup(0);
-  auto sensor = std::make_unique<SensorEtherNet_UDP>();
+  std::optional<SensorEtherNet_UDP> sensor(std::in_place);
   EXPECT_TRUE(sensor->uninitialFTSensor());
   peer.expectStartUp();
   EXPECT_TRUE(sensor->initialFTSensor(peer.port(), "127.0.0.1"));
