@@ -123,10 +123,10 @@ void RVector::processAngle(RVector& v) {
   for (std::size_t i = 0; i < v.size; ++i) {
     double& x = v.value[i];
     x = wrapBelowPi(x);
-    // Adding a turn while x < -pi mirrors subtracting one, except that the interval is half-open:
-    // exactly -pi stays.
+    // Adding a turn while x < -pi mirrors subtracting one, except that the interval is half-open
+    // (exactly -pi stays) and that whole turns end at 0.0, never at -0.0.
     if (x < -pi) {
-      x = -wrapBelowPi(-x);
+      x = 0.0 - wrapBelowPi(-x);
       if (x == pi) x = -pi;
     }
   }
