@@ -116,8 +116,8 @@ void ldd_tool::recordCalibrationLoadData(const double* ft_sensor_raw,
 
 void ldd_tool::gravityCalibration() {
   if (size == 0) return;
-  const zel::LoadFit fit =
-      zel::fitLoad(FTData, PoseData, std::min(size, capacity), zel::MomentModel::armCrossForce);
+  const std::size_t stored = size < capacity ? size : capacity;  // `size` is public
+  const zel::LoadFit fit = zel::fitLoad(FTData, PoseData, stored, zel::MomentModel::armCrossForce);
   _load_para = {fit.weight(), fit.arm[0], fit.arm[1], fit.arm[2]};
 }
 
