@@ -259,6 +259,11 @@ TEST(LddTool, DegenerateSamplesEndWithoutHarm) {
   tool.recordCalibrationLoadData(notANumber.data(), scene.poses[0]);
   tool.gravityCalibration();
   EXPECT_TRUE(std::isnan(loadOf(tool).g));
+
+  tool.size = 1000;  // a caller's slip in a public field
+  tool.recordCalibrationLoadData(notANumber.data(), scene.poses[0]);
+  tool.gravityCalibration();
+  EXPECT_EQ(tool.size, 1000u);
 }
 
 TEST(LddTool, SensorWrenchInToolAxes) {
