@@ -116,6 +116,23 @@ TEST(Inverse, PivotingHandlesAZeroOnTheDiagonalAndTheSweepDoesNot) {
   EXPECT_FALSE(std::isfinite(inverse.value[0][0]));
 }
 
+TEST(Inverse, SweepGroupsItsProductsFromTheLeft) {
+  std::mt19937_64 random = reference::randomFamily();
+  for (int trial = 0; trial < 50; ++trial) {
+    const RMatrix A = dominantMatrix<RMatrix>(random, 2);
+    RMatrix inverse(2, 2);
+    ASSERT_TRUE(RMatrix::RMatrixInv2(A, inverse));
+    // Both sweeps of a 2 x 2 matrix, written out.
+    const double p = 1.0 / A.value[0][0];
+    const double right = -p * A.value[0][1], below = A.value[1][0] * p;
+    const double last = A.value[1][1] + below * right / p;
+    const double p2 = 1.0 / last;
+    const double below2 = -p2 * below, right2 = right * p2;
+    const double expected[2][2] = {{p + right2 * below2 / p2, right2}, {below2, p2}};
+    for (int i = 0; i < 2; ++i) ASSERT_TRUE(sameBits(inverse.value[i], expected[i], 2));
+  }
+}
+
 // Equal magnitudes in the first column. With row 0 as pivot the elimination is exact; with row 1 it
 // would divide by -3 and round.
 TEST(Inverse, PivotTiesKeepTheEarlierRow) {

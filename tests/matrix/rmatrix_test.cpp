@@ -202,13 +202,13 @@ TEST(RMatrixArithmetic, MatchesNaiveLoopsBitForBit) {
 }
 
 TEST(RMatrixArithmetic, ProductsAreNeverNegativeZero) {
-  RMatrix A(2), B(2);
+  RMatrix A(1, 2), B(2, 1);
   A.value[0][0] = -1.0;
-  B.value[0][0] = B.value[1][0] = 0.0;
-  B.value[0][1] = -0.0;
-  const RMatrix AB = A * B;
-  EXPECT_TRUE(sameBits(AB.value[0][0], 0.0));
-  EXPECT_TRUE(sameBits((A * RVector(2)).value[0], 0.0));
+  A.value[0][1] = 1.0;
+  B.value[1][0] = -0.0;  // both terms of the sum are -0.0
+  const double v[2] = {0.0, -0.0};
+  EXPECT_TRUE(sameBits((A * B).value[0][0], 0.0));
+  EXPECT_TRUE(sameBits((A * RVector(v, 2)).value[0], 0.0));
 }
 
 }  // namespace

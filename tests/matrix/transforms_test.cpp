@@ -20,13 +20,18 @@ using reference::sameBits;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-/// A pose of ordinary, zero, signed-zero and quarter-turn components, at times with one component
-/// that is not finite.
+/// A pose of ordinary, zero, signed-zero and quarter-turn components, at times of zeros and ones
+/// alone (sums of nothing but signed zeros), at times with one component that is not finite.
 Pose randomPose(std::mt19937_64& random) {
   static constexpr double special[] = {0.0, -0.0, pi / 2, -pi / 2, pi, -pi, 1e-12, 1e5};
   static constexpr double notFinite[] = {nan, infinity, -infinity};
   const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(random); };
   Pose pose;
+  if (pick(4) == 0) {
+    static constexpr double sparse[] = {0.0, -0.0, 1.0, -1.0};
+    for (int i = 0; i < 6; ++i) pose[i] = sparse[pick(i < 3 ? 4 : 2)];
+    return pose;
+  }
   for (double& x : pose) {
     x = pick(3) == 0 ? special[pick(std::size(special))] : reference::uniform(random, -4.0, 4.0);
   }
@@ -169,14 +174,14 @@ std::array<double, 4> quaternionOf(const RMatrix& R) {
 }
 
 TEST(Quaternion, HalfTurnsAndIdentity) {
-  using testing::ElementsAre;
-  EXPECT_THAT(quaternionOf(RMatrix(3)), ElementsAre(1, 0, 0, 0));
-  EXPECT_THAT(quaternionOf(rotationOf({{{1, 0, 0}, {0, -1, 0}, {0, 0, -1}}})),
-              ElementsAre(0, 1, 0, 0));
-  EXPECT_THAT(quaternionOf(rotationOf({{{-1, 0, 0}, {0, 1, 0}, {0, 0, -1}}})),
-              ElementsAre(0, 0, 1, 0));
-  EXPECT_THAT(quaternionOf(rotationOf({{{-1, 0, 0}, {0, -1, 0}, {0, 0, 1}}})),
-              ElementsAre(0, 0, 0, 1));
+  const std::array<double, 3> diagonals[4] = {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
+  for (int k = 0; k < 4; ++k) {
+    const auto& d = diagonals[k];
+    std::array<double, 4> expected{};  // a sign taken from zero is positive: no -0.0
+    expected[k] = 1.0;
+    const auto q = quaternionOf(rotationOf({{{d[0], 0, 0}, {0, d[1], 0}, {0, 0, d[2]}}}));
+    EXPECT_TRUE(sameBits(q.data(), expected.data(), 4)) << k;
+  }
 }
 
 TEST(Quaternion, TiesGoToTheEarlierComponent) {
