@@ -405,8 +405,8 @@ int zel_ftc_Release(void) {
 int zel_rpy2quaternion(double* pose_qua, double* pose) {
   const zel::RigidTransform T = zel::transformFromPose(pose);
   double quaternion[4];
-  zel::quaternionFromRotation(T.R, quaternion, 4);
-  std::copy_n(T.p, 3, pose_qua);
+  zel::quaternionFromRotation(T.row, quaternion, 4);
+  std::copy_n(pose, 3, pose_qua);
   std::copy_n(quaternion, 4, pose_qua + 3);
   return 1;
 }
