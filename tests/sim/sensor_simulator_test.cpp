@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <limits>
 #include <system_error>
+#include <thread>
 
 #include "tests/sim/sensor_client.h"
 
@@ -96,6 +98,17 @@ TEST(SensorSimulator, StreamsEverySampleInOrderAtEachRate) {
     }
     EXPECT_TRUE(sensor.simulator.streaming());
   }
+}
+
+TEST(SensorSimulator, FramesMissedInALongStallAreSkippedNotSentInABurst) {
+  RunningSensor sensor(SensorSimulatorConfig{.source = [](double seconds) {
+    if (seconds == 0.002) std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    return Wrench{seconds};
+  }});
+  sensor.client->send(startCapture);
+  const std::vector<Bytes> frames = sensor.client->receive(10);
+  for (int n = 0; n < 10; ++n) EXPECT_EQ(n, channel(frames.at(static_cast<std::size_t>(n)), 0));
+  EXPECT_GE(sensor.simulator.statistics().skipped, 50u);
 }
 
 TEST(SensorSimulator, StopCaptureEndsTheStreamAndStartCaptureGoesOnWithIt) {
