@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <initializer_list>
 #include <new>
 
@@ -88,7 +89,8 @@ int runCycle(std::initializer_list<const void*> needed, double* out_pos,
 
     zel_pose corrected;
     const bool running = call(corrected, error);
-    std::copy_n(running ? corrected : robot_pos_now, 6, out_pos);
+    // out_pos may be the very array of robot_pos_now.
+    std::memmove(out_pos, running ? corrected : robot_pos_now, sizeof corrected);
     err->ftc_code = error.code;
     return running;
   });

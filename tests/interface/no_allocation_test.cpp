@@ -1,0 +1,228 @@
+// Control cycles neither allocate, nor print, nor make a system call; the first cycle of a run
+// included. The allocator of this program is interposed and counts; for system calls a child
+// process runs the same cycles under a filter that kills it at the first one but the clock.
+#include <gtest/gtest.h>
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+
+#include "flat_fixture.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define ZEL_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ZEL_SANITIZED 1
+#endif
+#endif
+
+namespace {
+
+std::atomic<bool> armed = false;
+std::atomic<int> heapCalls = 0;
+
+[[maybe_unused]] void countHeapCall() {
+  if (armed.load(std::memory_order_relaxed)) heapCalls.fetch_add(1, std::memory_order_relaxed);
+}
+
+}  // namespace
+
+#ifndef ZEL_SANITIZED
+// The heap of the whole process, the library included; operator new goes through it as well.
+extern "C" {
+void* __libc_malloc(std::size_t);
+void* __libc_calloc(std::size_t, std::size_t);
+void* __libc_realloc(void*, std::size_t);
+void* __libc_memalign(std::size_t, std::size_t);
+void __libc_free(void*);
+
+void* malloc(std::size_t size) {
+  countHeapCall();
+  return __libc_malloc(size);
+}
+void* calloc(std::size_t n, std::size_t size) {
+  countHeapCall();
+  return __libc_calloc(n, size);
+}
+void* realloc(void* p, std::size_t size) {
+  countHeapCall();
+  return __libc_realloc(p, size);
+}
+void* memalign(std::size_t alignment, std::size_t size) {
+  countHeapCall();
+  return __libc_memalign(alignment, size);
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+  return memalign(alignment, size);
+}
+int posix_memalign(void** p, std::size_t alignment, std::size_t size) {
+  *p = memalign(alignment, size);
+  return *p == nullptr ? ENOMEM : 0;
+}
+void free(void* p) {
+  if (p != nullptr) countHeapCall();
+  __libc_free(p);
+}
+}
+#endif
+
+namespace zel::test {
+namespace {
+
+enum class Work { approach, assembly, line, arc, readings };
+
+struct ControlCycles : FlatTest, testing::WithParamInterface<Work> {
+  ControlCycles() {
+    if (GetParam() == Work::approach) configureApproach();
+    if (GetParam() == Work::assembly) configureAssembly();
+    if (GetParam() == Work::line || GetParam() == Work::arc) configureTracking();
+  }
+
+  int cycle() {
+    zel_ftc_obtainFTSensorData(reading.data());
+    switch (GetParam()) {
+      case Work::approach:
+        return zel_ftc_runApproach(out.data(), pose.data(), &err);
+      case Work::assembly:
+        return zel_ftc_runAssembly(out.data(), pose.data(), &err);
+      case Work::line:
+        return zel_ftc_runTrackingMotionL(out.data(), start.data(), end.data(), pose.data(), &err);
+      case Work::arc:
+        return zel_ftc_runTrackingMotionC(out.data(), start.data(), via.data(), end.data(),
+                                          pose.data(), &err);
+      case Work::readings:
+        return zel_ftc_getSensorData(out.data(), pose.data(), RCS_TOOL) &
+               zel_ftc_getRCS_FT_Data(out.data()) & zel_ftc_get_GraData(out.data(), pose.data());
+    }
+    return 0;
+  }
+
+  /// A run from its first cycle on: without contact, in contact, failing, restarted, and with
+  /// readings and poses that are not finite. False when a cycle that should have run did not.
+  bool session() {
+    bool allRan = true;
+    for (int n = 0; n < 60; ++n) {
+      reading[2] = n < 20 ? 0 : 6 + n % 3;
+      pose[0] += 0.01;
+      allRan &= cycle() == 1;
+    }
+    reading[1] = 1e9;  // overload: the run ends, the next cycle is a first one
+    cycle();
+    reading[1] = 1;
+    allRan &= cycle() == 1;
+    reading[3] = std::numeric_limits<double>::quiet_NaN();
+    cycle();
+    reading[3] = 0.1;
+    pose[4] = std::numeric_limits<double>::infinity();
+    cycle();
+    return allRan;
+  }
+};
+
+std::string nameOf(const testing::TestParamInfo<Work>& info) {
+  constexpr const char* names[] = {"Approach", "Assembly", "Line", "Arc", "Readings"};
+  return names[static_cast<int>(info.param)];
+}
+INSTANTIATE_TEST_SUITE_P(All, ControlCycles,
+                         testing::Values(Work::approach, Work::assembly, Work::line, Work::arc,
+                                         Work::readings),
+                         nameOf);
+
+TEST_P(ControlCycles, DoNotTouchTheHeap) {
+#ifdef ZEL_SANITIZED
+  GTEST_SKIP() << "a sanitizer owns the heap of this build";
+#endif
+  heapCalls = 0;
+  armed = true;
+  const bool ran = session();
+  armed = false;
+  EXPECT_TRUE(ran) << err.ftc_code;
+  EXPECT_EQ(heapCalls, 0);
+}
+
+TEST(HeapCounter, SeesTheLibrarysAllocations) {
+#ifdef ZEL_SANITIZED
+  GTEST_SKIP() << "a sanitizer owns the heap of this build";
+#endif
+  heapCalls = 0;
+  armed = true;
+  zel_ftc_open(true);
+  const int opening = heapCalls;
+  zel_ftc_close();
+  armed = false;
+  EXPECT_GE(opening, 2);
+  EXPECT_EQ(heapCalls, 2 * opening) << "what opening takes, closing gives back";
+}
+
+// ---- system calls
+// --------------------------------------------------------------------------------
+
+constexpr int finished = 0, didNotRun = 1, noFilter = 77;
+
+bool forbidSystemCallsButTheClock() {
+  constexpr auto number = static_cast<std::uint32_t>(offsetof(seccomp_data, nr));
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, number),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clock_gettime, 1, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit_group, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+  };
+  sock_fprog filter = {sizeof program / sizeof program[0], program};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+/// Wait status of a child that does the work under the filter. Whatever it prints is a system call
+/// at once: its standard output has no buffer.
+template <typename Action>
+int statusOfFiltered(Action work) {
+  const pid_t child = fork();
+  if (child == 0) {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    if (!forbidSystemCallsButTheClock()) _exit(noFilter);
+    _exit(work() ? finished : didNotRun);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return status;
+}
+
+bool filterIsMissing(int status) {
+  return WIFEXITED(status) && WEXITSTATUS(status) == noFilter;
+}
+
+TEST_P(ControlCycles, MakeNoSystemCallButTheClock) {
+#ifdef ZEL_SANITIZED
+  GTEST_SKIP() << "a sanitizer makes system calls of its own";
+#endif
+  const int status = statusOfFiltered([&] { return session(); });
+  if (filterIsMissing(status)) GTEST_SKIP() << "this kernel has no system call filter";
+  EXPECT_FALSE(WIFSIGNALED(status))
+      << "killed by signal " << WTERMSIG(status) << ": a system call or a print in a cycle";
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == finished) << "a cycle did not run";
+}
+
+TEST(SystemCallFilter, KillsAPrint) {
+#ifdef ZEL_SANITIZED
+  GTEST_SKIP() << "a sanitizer makes system calls of its own";
+#endif
+  const int status = statusOfFiltered([] { return std::printf("x") == 1; });
+  if (filterIsMissing(status)) GTEST_SKIP() << "this kernel has no system call filter";
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSYS);
+}
+
+}  // namespace
+}  // namespace zel::test
