@@ -8,6 +8,7 @@
 #include <new>
 
 #include "ft/ZelForceSensorBase.h"
+#include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/ZelForceSensorExternal.h"
 #include "matrix/rigidtransform.h"
 #include "matrix/rmatrix.h"
@@ -123,7 +124,11 @@ int zel_ftc_open(bool isExternal) {
   ZelSensor* newSensor = nullptr;
   try {
     newTool = new ZelFTCTool;
-    newSensor = new SensorExternal;
+    if (isExternal) {
+      newSensor = new SensorExternal;
+    } else {
+      newSensor = new SensorEtherNet_UDP;
+    }
   } catch (...) {
     if (newTool != nullptr) destroy(*newTool);
     return 0;
@@ -138,7 +143,11 @@ int zel_ftc_open(bool isExternal) {
 int zel_ftc_close(void) {
   if (m_zelftsensorclass != nullptr) {
     sensor().uninitialFTSensor();
-    destroy(static_cast<SensorExternal&>(sensor()));
+    if (zel_is_external) {
+      destroy(static_cast<SensorExternal&>(sensor()));
+    } else {
+      destroy(static_cast<SensorEtherNet_UDP&>(sensor()));
+    }
     m_zelftsensorclass = nullptr;
   }
   if (m_zelftcclass != nullptr) {
@@ -396,8 +405,8 @@ int zel_ftc_Release(void) {
 int zel_rpy2quaternion(double* pose_qua, double* pose) {
   const zel::RigidTransform T = zel::transformFromPose(pose);
   double quaternion[4];
-  zel::quaternionFromRotation(T.R, quaternion, 4);
-  std::copy_n(T.p, 3, pose_qua);
+  zel::quaternionFromRotation(T.row, quaternion, 4);
+  std::copy_n(pose, 3, pose_qua);
   std::copy_n(quaternion, 4, pose_qua + 3);
   return 1;
 }

@@ -45,7 +45,12 @@ ZEL_FTC_API int zel_ftc_close(void);
 /* ---- Sensor ------------------------------------------------------------------------------ */
 
 /* Brings the sensor up. host is the port number of the network sensor, ip its dotted address; an
- * external sensor ignores both (ip may be null there). */
+ * external sensor ignores both (ip may be null there).
+ * Network sensor: takes the local UDP port 52000 and starts two threads until
+ * zel_ftc_uninitialFTSensor; one of them spins, so that a frame is there the moment it has arrived,
+ * and wants a processor core of its own. 0 with everything taken down again when the address is not
+ * four dotted numbers, the local port is taken or the sensor does not answer: it can be tried again
+ * at once. */
 ZEL_FTC_API int zel_ftc_initialFTSensor(unsigned short host, const char* ip);
 ZEL_FTC_API int zel_ftc_uninitialFTSensor(void);
 

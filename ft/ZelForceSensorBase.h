@@ -4,6 +4,7 @@
 #define ZEL_FTC_FT_ZELFORCESENSORBASE_H
 
 #include <cstdint>
+#include <string_view>
 
 #include "zel_ftc_types.h"
 
@@ -94,8 +95,8 @@ const double* rangeOfModel(std::uint8_t model);
 /// Which sensor class speaks: the text of ETHERNET_NO_SENSOR_ERROR names it.
 enum class SensorKind { network, external };
 
-/// Text of a status code, null for a code without one.
-const char* statusText(ZelInfoCode code, SensorKind kind);
+/// Text of a status code, empty for a code without one.
+std::string_view statusText(ZelInfoCode code, SensorKind kind);
 
 /// Fills the record: counter, code and its text. A code without a text leaves code_info as it is.
 void fillStatus(zel_ft_info_t& info, std::int32_t ipoc, ZelInfoCode code, SensorKind kind);

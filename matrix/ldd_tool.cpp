@@ -48,7 +48,7 @@ void rotateWrench(const double* wrench, double* rotated, Rotate rotate) {
   for (int part = 0; part < 6; part += 3) {
     const double position[6] = {wrench[part], wrench[part + 1], wrench[part + 2]};
     const RigidTransform T = rotate(zel::transformFromPose(position));
-    std::copy_n(T.p, 3, rotated + part);
+    for (int i = 0; i < 3; ++i) rotated[part + i] = T.row[i][3];
   }
 }
 
@@ -63,7 +63,7 @@ void record(ldd_tool& tool, const double* ft_sensor_raw, const Poses& poses) {
 template <typename Poses>
 void gravityWrench(const load_para& load, const Poses& poses, double* ldd_ft) {
   const RigidTransform T_base_ft = sensorInBase(poses);
-  zel::gravityWrench(T_base_ft.R[2], load.g, load.lx, load.ly, load.lz, ldd_ft);
+  zel::gravityWrench(T_base_ft.row[2], load.g, load.lx, load.ly, load.lz, ldd_ft);
 }
 
 template <typename Poses>

@@ -39,7 +39,7 @@ LoadFit fitLoad(const double (*ft)[6], const double (*pose)[6], std::size_t n, M
       forces.value[row][0] = ft[k][i];
       for (std::size_t j = 0; j < 3; ++j) {
         momentRows.value[row][j] = skew[i][j];
-        forceRows.value[row][j] = T_base_sensor.R[j][i];
+        forceRows.value[row][j] = T_base_sensor.row[j][i];
       }
       momentRows.value[row][3 + i] = 1.0;
       forceRows.value[row][3 + i] = 1.0;

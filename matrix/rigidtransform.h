@@ -2,11 +2,9 @@
 // (angles, quaternion) that every matrix type shares.
 //
 // Each operation gives, bit for bit, rows 0..2 of the corresponding RMatrix operation: products of
-// homogeneous matrices summed from 0.0 in index order. What a known last row (0, 0, 0, 1) or a
-// known zero makes redundant is left out; what still matters is kept:
-//  - a sum that starts at 0.0 is never -0.0, hence the `+ 0.0` where the first term stands alone;
-//  - the translation of the left factor meets the zeros of the right one's last row, so that a
-//    translation that is not finite makes the rotation NaN. `stray` carries that term.
+// homogeneous matrices summed from 0.0 in index order, which is never -0.0 (hence the `+ 0.0` where
+// a first term stands alone). What a known last row (0, 0, 0, 1) or a known zero makes redundant is
+// left out, unless a value that is not finite would show the difference.
 #ifndef ZEL_FTC_MATRIX_RIGIDTRANSFORM_H
 #define ZEL_FTC_MATRIX_RIGIDTRANSFORM_H
 
@@ -15,14 +13,21 @@
 
 namespace zel {
 
-/// Pose of a frame b in a frame a: R = axes of b in a, p = origin of b in a.
+/// Two doubles that are worked on side by side, each exactly as on its own.
+using Pair = double __attribute__((vector_size(16)));
+
+/// Pose of a frame b in a frame a: rows 0..2 of the homogeneous matrix. Columns 0..2 are the axes
+/// of b in a, column 3 the origin of b in a.
 struct RigidTransform {
-  double R[3][3];
-  double p[3];
+  union {
+    double row[3][4];
+    Pair pair[3][2];
+  };
 };
 
 /// RotZ(a) * RotY(b) * RotX(c), multiplied left to right.
-inline void rotationFromAngles(double a, double b, double c, double (&R)[3][3]) {
+template <typename Rows>
+inline void rotationFromAngles(double a, double b, double c, Rows& R) {
   const double sz = std::sin(a), cz = std::cos(a);
   const double sy = std::sin(b), cy = std::cos(b);
   const double sx = std::sin(c), cx = std::cos(c);
@@ -45,33 +50,50 @@ inline void rotationFromAngles(double a, double b, double c, double (&R)[3][3]) 
 
 /// Transform of a pose x, y, z, angles about Z, Y, X.
 inline RigidTransform transformFromPose(const double* pose) {
+  double R[3][3];
+  rotationFromAngles(pose[3], pose[4], pose[5], R);
   RigidTransform T;
-  rotationFromAngles(pose[3], pose[4], pose[5], T.R);
-  for (int i = 0; i < 3; ++i) T.p[i] = pose[i];
+  for (int i = 0; i < 3; ++i) {
+    T.pair[i][0] = Pair{R[i][0], R[i][1]};
+    T.pair[i][1] = Pair{R[i][2], pose[i]};
+  }
   return T;
+}
+
+/// One row of a product of transforms: `a` is the row of the left factor. The last row of B takes
+/// part: a translation in `a` that is not finite makes the whole row NaN.
+inline void rowOfProduct(const double* a, const RigidTransform& B, Pair* row) {
+  constexpr Pair zero = {0.0, 0.0};
+  constexpr Pair lastRow[2] = {{0.0, 0.0}, {0.0, 1.0}};
+  for (int j = 0; j < 2; ++j) {
+    row[j] =
+        zero + a[0] * B.pair[0][j] + a[1] * B.pair[1][j] + a[2] * B.pair[2][j] + a[3] * lastRow[j];
+  }
 }
 
 /// T_a_c = T_a_b * T_b_c.
 inline RigidTransform operator*(const RigidTransform& A, const RigidTransform& B) {
   RigidTransform C;
-  for (int i = 0; i < 3; ++i) {
-    const double stray = A.p[i] * 0.0 + 0.0;
-    for (int j = 0; j < 3; ++j) {
-      C.R[i][j] = (A.R[i][0] * B.R[0][j] + A.R[i][1] * B.R[1][j] + A.R[i][2] * B.R[2][j]) + stray;
-    }
-    C.p[i] = (0.0 + A.R[i][0] * B.p[0] + A.R[i][1] * B.p[1] + A.R[i][2] * B.p[2]) + A.p[i];
-  }
+  for (int i = 0; i < 3; ++i) rowOfProduct(A.row[i], B, C.pair[i]);
   return C;
 }
 
 /// T_b_a from T_a_b: R' and -(R' p).
 inline RigidTransform inverse(const RigidTransform& T) {
+  const auto& t = T.row;
   RigidTransform inv;
   for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) inv.R[i][j] = T.R[j][i];
-    inv.p[i] = -(0.0 + T.R[0][i] * T.p[0] + T.R[1][i] * T.p[1] + T.R[2][i] * T.p[2]);
+    for (int j = 0; j < 3; ++j) inv.row[i][j] = t[j][i];
+    inv.row[i][3] = -(0.0 + t[0][i] * t[0][3] + t[1][i] * t[1][3] + t[2][i] * t[2][3]);
   }
   return inv;
+}
+
+/// The rotation of T alone.
+inline RigidTransform rotationOf(const RigidTransform& T) {
+  RigidTransform R = T;
+  for (auto& row : R.row) row[3] = 0.0;
+  return R;
 }
 
 /// Angles (about Z, Y, X) of the rotation block of T, anything indexed T[i][j]; each as atan2 gives
@@ -94,8 +116,8 @@ inline void anglesFromRotation(const Rows& T, double* angles) {
 
 /// Pose x, y, z, angles of a transform.
 inline void poseFromTransform(const RigidTransform& T, double* pose) {
-  for (int i = 0; i < 3; ++i) pose[i] = T.p[i];
-  anglesFromRotation(T.R, pose + 3);
+  for (int i = 0; i < 3; ++i) pose[i] = T.row[i][3];
+  anglesFromRotation(T.row, pose + 3);
 }
 
 /// Rotation block from a quaternion (w, x, y, z), written into anything indexed R[i][j]. A

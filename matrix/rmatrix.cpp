@@ -2,6 +2,7 @@
 // rmatrix_decompositions.cpp.
 #include "matrix/rmatrix.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cmath>
 
@@ -151,28 +152,15 @@ RMatrix RMatrix::RotZ(double t) {
   return R;
 }
 
-namespace {
-
-/// Writes RotZ(v0) * RotY(v1) * RotX(v2) into the rotation block of T.
-void setRotation(RMatrix& T, const double* angles) {
-  double R[3][3];
-  zel::rotationFromAngles(angles[0], angles[1], angles[2], R);
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) T.value[i][j] = R[i][j];
-  }
-}
-
-}  // namespace
-
 RMatrix RMatrix::RPY2Rot(const RVector& v) {
   RMatrix R(3, 3);
-  setRotation(R, v.value);
+  zel::rotationFromAngles(v.value[0], v.value[1], v.value[2], R.value);
   return R;
 }
 
 RMatrix RMatrix::RPY2TR(const RVector& v) {
   RMatrix T(4);
-  setRotation(T, v.value);
+  zel::rotationFromAngles(v.value[0], v.value[1], v.value[2], T.value);
   return T;
 }
 
@@ -184,12 +172,11 @@ RMatrix RMatrix::Pos2TR(const RVector& pose, ZelAngletype) {
 
 RMatrix RMatrix::TrInv(RMatrix T) {
   zel::RigidTransform rigid;
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) rigid.R[i][j] = T.value[i][j];
-    rigid.p[i] = T.value[i][3];
-  }
+  for (int i = 0; i < 3; ++i) std::copy_n(T.value[i], 4, rigid.row[i]);
   const zel::RigidTransform inverse = zel::inverse(rigid);
-  return RMatrix(&inverse.R[0][0], inverse.p);
+  RMatrix inv(4);
+  for (int i = 0; i < 3; ++i) std::copy_n(inverse.row[i], 4, inv.value[i]);
+  return inv;
 }
 
 RMatrix RMatrix::Quaternion2Rot(const RVector& q) {

@@ -5,10 +5,10 @@
 #include <cstddef>
 
 #include "control/MBK_Fhan.h"
-#include "matrix/rigidtransform.h"
 #include "matrix/rmatrix.h"
 #include "matrix/rmatrix30.h"
 #include "matrix/rvector.h"
+#include "robot/KeptTransform.h"
 #include "robot/ZelForceControlTool.h"
 #include "zel_clock.h"
 #include "zel_ftc_types.h"
@@ -184,8 +184,8 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
 
   // ---- configuration ---------------------------------------------------------------------------
   //
-  // Lengths arrive in mm and are stored in m. Gains are stored multiplied by the control period: set
-  // the period before a mode. Configuring a mode makes the other two unusable.
+  // Lengths arrive in mm and are stored in m. Gains are stored multiplied by the control period:
+  // set the period before a mode. Configuring a mode makes the other two unusable.
 
   /// Also writes the stored values to standard output, in one line, and restarts at phase 0.
   bool configApproachMode(ZelCartesianCoordinate rcs, ZelMainDirection mainDirection,
@@ -316,27 +316,8 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
   static void printRV(const RVector& v, const char* caption);
 
  private:
-  /// The transform of a pose, kept until the pose changes by a bit: what only configuration changes
-  /// is computed once, the current pose once per cycle, whoever asks first.
-  class KeptTransform {
-   public:
-    /// True when `pose` is not the one that `T` belongs to any more; T is then of the new pose.
-    bool update(const RVector& pose);
-    const zel::RigidTransform& of(const RVector& pose) {
-      update(pose);
-      return T;
-    }
-
-    zel::RigidTransform T = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 0, 0}};
-
-   private:
-    double pose_[6] = {};
-  };
-
-  KeptTransform T_base_now, T_base_start, T_flange_sensor, T_flange_pos_tool;
-  KeptTransform T_sensor_tool;
-  KeptTransform T_sensor_rcs;    ///< frame of the last expressForceInFrame_T
-  RMatrix wrench_rcs_sensor{6};  ///< and its 6 x 6 wrench transform
+  zel::KeptTransform T_base_now, T_base_start, T_flange_sensor, T_flange_pos_tool, T_sensor_tool;
+  zel::KeptWrenchTransform X_rcs_sensor;
 
   /// How the run of one mode differs from the others; the sequence itself stands once.
   struct RunMode;
@@ -352,6 +333,7 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
   int contactResult();
   int trackingResult();
 
+  RVector withoutGravityAndZero(const RVector& ft) const;
   void perAxisLaw(const double* E, const double* KR);
   void approachStep(const ZelFtcApproachConfig& config);
   void leadInLaw(const ZelFtcApproachConfig& config);

@@ -5,13 +5,6 @@
 
 namespace {
 
-/// The rotation of T alone.
-zel::RigidTransform rotationOf(const zel::RigidTransform& T) {
-  zel::RigidTransform R = T;
-  for (double& p : R.p) p = 0.0;
-  return R;
-}
-
 /// Point of a circle in the base: M * (r cos a, r sin a, 0, 1).
 void pointOnCircle(const ZelFTCTool::ZelFtcMoveCData& circle, double angle, double* point) {
   const double p[4] = {circle.radius * std::cos(angle), circle.radius * std::sin(angle), 0.0, 1.0};
@@ -27,7 +20,7 @@ void pointOnCircle(const ZelFTCTool::ZelFtcMoveCData& circle, double angle, doub
 /// component by component; the sum is not normalised.
 zel::RigidTransform ZelFTCTool::advancePath(const zel::RigidTransform& T_base_expect) {
   double q_expect[4];
-  zel::quaternionFromRotation(T_base_expect.R, q_expect, 4);
+  zel::quaternionFromRotation(T_base_expect.row, q_expect, 4);
   RVector next(7);
   double* nominal = PosMoveExpect_q.value;
 
@@ -62,8 +55,8 @@ zel::RigidTransform ZelFTCTool::advancePath(const zel::RigidTransform& T_base_ex
   }
 
   zel::RigidTransform T_base_next;
-  zel::rotationFromQuaternion(next.value + 3, T_base_next.R);
-  for (int i = 0; i < 3; ++i) T_base_next.p[i] = next.value[i];
+  zel::rotationFromQuaternion(next.value + 3, T_base_next.row);
+  for (int i = 0; i < 3; ++i) T_base_next.row[i][3] = next.value[i];
   return T_base_next;
 }
 
@@ -80,12 +73,12 @@ void ZelFTCTool::PosCorr(ZelCartesianCoordinate rcs) {
     corrected = T_offset * T;
   } else if (rcs == SENSOR) {
     // The two mountings cancel but for rounding.
-    corrected = T * zel::inverse(T_flange_sensor.of(FTconfig.flange_sensor)) *
+    corrected = T * T_flange_sensor.inverseOf(FTconfig.flange_sensor) *
                 T_flange_pos_tool.of(pos_tool) * T_offset;
   } else if (rcs == TOOL && runApproachMode) {
     // The mounting rotations stay in the result: a robot that follows it keeps turning.
-    corrected = T * rotationOf(T_flange_sensor.of(FTconfig.flange_sensor)) *
-                rotationOf(T_sensor_tool.of(FTconfig.sensor_tool)) * T_offset;
+    corrected = T * zel::rotationOf(T_flange_sensor.of(FTconfig.flange_sensor)) *
+                zel::rotationOf(T_sensor_tool.of(FTconfig.sensor_tool)) * T_offset;
   } else {
     corrected = T * T_offset;
   }

@@ -1,51 +1,49 @@
 // Force measurement: gravity and zero compensation, change of frame, dead band.
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
 
 #include "matrix/loadmodel.h"
 #include "robot/ZelFTCTool.h"
 
-bool ZelFTCTool::KeptTransform::update(const RVector& pose) {
-  std::uint64_t difference = 0;
+void zel::KeptWrenchTransform::take(const RVector& pose) {
+  const RMatrix T_rcs_sensor = RMatrix::TrInv(RMatrix::Pos2TR(pose, ZYX));
+  const RMatrix R = RMatrix::subRMatrix(T_rcs_sensor, 0, 2, 0, 2);
+  const RMatrix P = RVector::Skew(RMatrix::subRVector(T_rcs_sensor, 0, 2, 3, COLUMN));
+  RMatrix X(6, 6);
+  RMatrix::catRMatrix(X, 0, 2, 0, 2, R);
+  RMatrix::catRMatrix(X, 3, 5, 0, 2, P * R);
+  RMatrix::catRMatrix(X, 3, 5, 3, 5, R);
   for (int i = 0; i < 6; ++i) {
-    std::uint64_t kept, given;
-    std::memcpy(&kept, &pose_[i], sizeof kept);
-    std::memcpy(&given, &pose.value[i], sizeof given);
-    difference |= kept ^ given;
+    for (int j = 0; j < 6; ++j) column_[j][i] = X.value[i][j];
   }
-  if (difference == 0) return false;
-  std::copy_n(pose.value, 6, pose_);
-  T = zel::transformFromPose(pose_);
-  return true;
+  pose_.take(pose);
 }
 
 void ZelFTCTool::getG2Sensor(RVector& out, const RVector& pose) {
-  const zel::RigidTransform T_base_sensor =
-      T_base_now.of(pose) * T_flange_sensor.of(FTconfig.flange_sensor);
-  zel::gravityWrench(T_base_sensor.R[2], loadData.G, loadData.lx, loadData.ly, loadData.lz,
-                     out.value);
+  const zel::RigidTransform& T_base_flange = T_base_now.of(pose);
+  zel::Pair up[2];  // row 2 of T_base_sensor: the base z axis in sensor coordinates
+  zel::rowOfProduct(T_base_flange.row[2], T_flange_sensor.of(FTconfig.flange_sensor), up);
+  const double z[3] = {up[0][0], up[0][1], up[1][0]};
+  zel::gravityWrench(z, loadData.G, loadData.lx, loadData.ly, loadData.lz, out.value);
 }
 
 void ZelFTCTool::expressForceInFrame_T(RVector& f_rcs, const RVector& f_sensor,
                                        const RVector& tool_offect_sensor) {
-  if (T_sensor_rcs.update(tool_offect_sensor)) {
-    const RMatrix T_rcs_sensor = RMatrix::TrInv(RMatrix::Pos2TR(tool_offect_sensor, ZYX));
-    const RMatrix R = RMatrix::subRMatrix(T_rcs_sensor, 0, 2, 0, 2);
-    const RMatrix P = RVector::Skew(RMatrix::subRVector(T_rcs_sensor, 0, 2, 3, COLUMN));
-    wrench_rcs_sensor = RMatrix(6, 6);
-    RMatrix::catRMatrix(wrench_rcs_sensor, 0, 2, 0, 2, R);
-    RMatrix::catRMatrix(wrench_rcs_sensor, 3, 5, 0, 2, P * R);
-    RMatrix::catRMatrix(wrench_rcs_sensor, 3, 5, 3, 5, R);
+  X_rcs_sensor.apply(tool_offect_sensor, f_sensor.value, f_rcs.value);
+}
+
+RVector ZelFTCTool::withoutGravityAndZero(const RVector& ft) const {
+  RVector wrench(6);
+  for (int i = 0; i < 6; ++i) {
+    wrench.value[i] = (ft.value[i] + ldd_ftNow.value[i]) - ldd_ft0.value[i];
   }
-  f_rcs = wrench_rcs_sensor * f_sensor;
+  return wrench;
 }
 
 void ZelFTCTool::ZeroGravTrafo(const RVector& ft, const RVector& pose, ZelCartesianCoordinate rcs) {
   getG2Sensor(ldd_ftNow, pose);
-  const RVector wc = (ft + ldd_ftNow) - ldd_ft0;
+  const RVector wc = withoutGravityAndZero(ft);
   expressForceInFrame_T(ft_data_tool, wc, FTconfig.sensor_tool);
   switch (rcs) {
     case WORLD:
@@ -94,7 +92,7 @@ bool ZelFTCTool::get_GraData(zel_ft& ft, double* robot_pos, double* m_ft) {
   pose2RVector(PosNow, robot_pos);
   getG2Sensor(ldd_ftNow, PosNow);
   std::copy_n(m_ft, 6, ft_data_raw.value);
-  const RVector wc = (ft_data_raw + ldd_ftNow) - ldd_ft0;
+  const RVector wc = withoutGravityAndZero(ft_data_raw);
   std::copy_n(wc.value, 6, ft);
   return true;
 }

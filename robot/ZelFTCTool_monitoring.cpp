@@ -6,14 +6,14 @@
 
 namespace {
 
-/// Magnitude formed by negating what is not greater than zero.
+/// Magnitude formed by negating what is not greater than zero: of 0.0 it is -0.0.
 double magnitude(double x) {
   return x > 0.0 ? x : -x;
 }
 
 bool anyExceeds(const RVector& wrench, const double* limits) {
   bool exceeds = false;
-  for (int i = 0; i < 6; ++i) exceeds |= magnitude(wrench.value[i]) > limits[i];
+  for (int i = 0; i < 6; ++i) exceeds |= std::fabs(wrench.value[i]) > limits[i];
   return exceeds;
 }
 
@@ -48,8 +48,7 @@ bool ZelFTCTool::isOverMonitoring() {
 }
 
 void ZelFTCTool::startSeenFromNow() {
-  const zel::RigidTransform T_now_start =
-      zel::inverse(T_base_now.of(PosNow)) * T_base_start.of(PosStart);
+  const zel::RigidTransform T_now_start = T_base_now.inverseOf(PosNow) * T_base_start.of(PosStart);
   zel::poseFromTransform(T_now_start, ftc_path_offset.value);
 }
 
@@ -65,8 +64,8 @@ bool ZelFTCTool::isOutMinPath() {
   const double* offset = ftc_path_offset.value;
   if (!correctionLimit.set_group) return length3(offset) > correctionLimit.minPath;
   const double* group = correctionLimit.minpath_group;
-  return magnitude(offset[0]) > group[0] && magnitude(offset[1]) > group[1] &&
-         magnitude(offset[2]) > group[2];
+  return std::fabs(offset[0]) > group[0] && std::fabs(offset[1]) > group[1] &&
+         std::fabs(offset[2]) > group[2];
 }
 
 bool ZelFTCTool::isTimeOut() {

@@ -5,12 +5,13 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <string_view>
 
 #include "robot/ZelFTCTool.h"
 
 namespace {
 
-const char* textOf(int code) {
+std::string_view textOf(int code) {
   switch (code) {
 #define ZEL_RUN_TEXT(name, value, text) \
   case name:                            \
@@ -22,9 +23,10 @@ const char* textOf(int code) {
   }
 }
 
-void writeResult(zel_error& err, int code, const char* text) {
+void writeResult(zel_error& err, int code, std::string_view text) {
   err.code = code;
-  std::memcpy(err.err_msg, text, std::strlen(text) + 1);
+  // Every text is a literal: its terminator is copied with it.
+  std::memcpy(err.err_msg, text.data(), text.size() + 1);
 }
 
 }  // namespace
@@ -53,7 +55,7 @@ struct ZelFTCTool::RunMode {
   ZelCartesianCoordinate (*measureFrame)(const ZelFTCTool&);
   ZelCartesianCoordinate (*correctFrame)(const ZelFTCTool&);
   int (ZelFTCTool::*result)();
-  const char* runningText;
+  std::string_view runningText;
 };
 
 namespace {

@@ -14,15 +14,17 @@ using Pose = std::array<double, 6>;
 /// Fx, Fy, Fz in N, Mx, My, Mz in N m.
 using Wrench = std::array<double, 6>;
 
-/// An elastic surface. `pose` in the robot base: its z axis is the outward normal at the origin.
-/// A radius of curvature of 0 means flat; positive radii give a surface that falls away from the
-/// origin like a sphere (radius in mm).
+/// An elastic surface that fills everything behind it. `pose` in the robot base: its z axis is the
+/// outward normal at the origin. A radius of curvature of 0 means flat; positive radii give a
+/// surface that falls away from the origin like a sphere, negative ones a hollow (radius in mm).
 struct Surface {
   Pose pose = {};
   double stiffness = 10.0;  ///< N/mm
   double damping = 0.0;     ///< N s/mm, acts only while pressed in, never pulls
-  double friction = 0.0;    ///< Coulomb coefficient against the tangential motion of the tool tip
-  double radius = 0.0;      ///< mm
+  /// Coulomb coefficient against the tangential motion of the tool tip. Below 0.05 mm/s friction
+  /// fades in proportion to the speed.
+  double friction = 0.0;
+  double radius = 0.0;  ///< mm
 };
 
 struct Load {
@@ -31,8 +33,8 @@ struct Load {
 };
 
 struct CellConfig {
-  Pose start = {};   ///< flange pose at the start, in the base
-  double lag = 0.0;  ///< time constant of the robot's first-order lag, s; 0 = follows at once
+  Pose start = {};          ///< flange pose at the start, in the base
+  double lag = 0.0;         ///< time constant of the robot's first-order lag, s; 0 = no lag
   Pose flange_sensor = {};  ///< sensor frame on the flange
   Pose sensor_tool = {};    ///< tool frame on the sensor; its origin is the tip that touches
   Load load;
@@ -44,7 +46,8 @@ struct CellConfig {
   Surface surface;
 };
 
-/// Deterministic for a given configuration and sequence of calls. One thread.
+/// Deterministic for a given configuration and sequence of calls. One thread. Throws
+/// std::invalid_argument for values that are not finite and for negative magnitudes.
 class Cell {
  public:
   explicit Cell(const CellConfig& config);
@@ -54,7 +57,8 @@ class Cell {
 
   /// The flange pose to follow from now on.
   void command(const Pose& base_flange);
-  /// Lets time pass: the robot moves towards the commanded pose.
+  /// Lets time pass: the robot moves towards the commanded pose, its orientation along the shortest
+  /// turn. The speed of this step counts for damping and friction until the next one.
   void advance(double seconds);
   /// Where the flange is now, in the base.
   Pose flange() const;

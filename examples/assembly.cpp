@@ -1,0 +1,58 @@
+// Assembly: pushing a part home. The assembly run watches; it does not move the robot.
+//
+// What to know before calling it:
+//  - The pose that it returns is the corrected pose left from the run before, here the last one of
+//    the approach. A robot that follows it stays where the approach ended. The push itself is the
+//    caller's motion.
+//  - It ends by the expected force and the break ranges of the approach mode, not by its own. So
+//    the approach mode is configured once more with the force of the seated part, and the assembly
+//    mode after it (configuring one mode makes the other unusable).
+//  - Its start pose follows the robot in every cycle, so that the path covered is always 0: with
+//    the minimum path at its usual 0 or above, the run never ends by itself. A minimum path below
+//    0 lets it end. For the same reason its time-out and the limit of the total correction never
+//    act: the caller has to watch both.
+#include <fmt/format.h>
+
+#include "examples/common.h"
+#include "examples/report.h"
+
+int main(int argc, char** argv) {
+  example::Options options;
+  double seated = 20.0, push = 1.0, hold = 0.5;
+  CLI::App app{"A simulated robot pushes a part home until it is seated."};
+  example::addOptions(app, options);
+  app.add_option("--seated-force", seated, "N")->check(CLI::Range(1.0, 50.0));
+  app.add_option("--push-speed", push, "mm/s")->check(CLI::Range(0.01, 10.0));
+  example::requireFinite(app);
+
+  return example::runMain(app, argc, argv, [&] {
+    // Open, configure, zero, approach.
+    example::Session session(options);
+
+    example::ApproachMode mode = session.mode;
+    mode.force = seated;
+    mode.breakRange[mode.direction] = 1.0;
+    example::configureAssembly(mode);
+    example::require(zel_set_minValue(-1.0, ZEL_MIN_PATH), "zel_set_minValue");
+
+    // Following the returned pose: nothing moves, the force stays.
+    const example::Pose before = session.robot.pose();
+    int code = example::hold(session.robot, hold, options, session.log);
+    fmt::print("held for {} s: moved by {:.3f} mm, code {}\n", hold,
+               session.robot.pose()[2] - before[2], code);
+
+    // Pushing: the caller moves on down, the run says when the part is seated.
+    code = example::pushHome(session.robot, push, options, session.log);
+
+    const double force = example::heldForce(session.log.back(), mode.direction);
+    fmt::print("result code {} {}\n", code, example::codeText(code));
+    example::record(options.out, "assembly", session.log,
+                    {.title = "Approach, then push home",
+                     .axis = mode.direction,
+                     .wanted = seated,
+                     .marks = example::marksOf(session.log, session.mode)});
+    fmt::print("assembly: {} {}, seated at {:.0f} N\n", code == ZEL_RUN_END ? "end" : "failed",
+               code, force);
+    return code == ZEL_RUN_END ? 0 : 1;
+  });
+}

@@ -1,0 +1,201 @@
+// What the examples share: the robot as the controller sees it, the library's session, and one
+// function per mode. Everything here uses the flat interface the way a robot controller does.
+#ifndef ZEL_FTC_EXAMPLES_COMMON_H
+#define ZEL_FTC_EXAMPLES_COMMON_H
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sim/cell.h"
+#include "zel_ftc_lib.h"
+
+namespace example {
+
+using zel::sim::Pose;
+using zel::sim::Wrench;
+
+/// Where poses and readings come from and where corrected poses go: a simulated cell, a recording,
+/// a robot.
+class RobotLink {
+ public:
+  virtual ~RobotLink() = default;
+
+  /// Brings this cycle's reading into the library. False when there is none any more.
+  virtual bool feed() = 0;
+
+  /// The pose to hand to the library: the set pose, where the robot was last told to go. The
+  /// library adds each cycle's step to the pose that it is given, so a measured pose that lags
+  /// behind would take away a part of every step: a path would end short of its end point.
+  virtual Pose pose() = 0;
+
+  /// Where the robot really is, for the records.
+  virtual Pose actual() = 0;
+
+  /// Sends the robot to a pose and lets one period pass.
+  virtual void follow(const Pose& pose) = 0;
+};
+
+struct Options {
+  double period = 4.0;        ///< ms
+  double force = 10.0;        ///< N, along the tool's z axis into the surface
+  double gain = 3.0;          ///< mm/s per N along the tool's z axis
+  double approachSpeed = 20;  ///< mm/s
+  double pathSpeed = 20;      ///< mm/s
+  double distance = 50.0;     ///< of the surface from the tip, mm
+  double tilt = 0.0;          ///< of the surface about the base y axis, degrees
+  double radius = 0.0;        ///< of the surface, mm; 0 = flat
+  double stiffness = 10.0;    ///< N/mm
+  double friction = 0.2;      ///< Coulomb coefficient
+  double lag = 0.01;          ///< of the robot, s
+  double noise = 0.03;        ///< of the forces, N; the torques get 1/30 of the number in N m
+  std::uint64_t seed = 1;     ///< of the noise
+  bool realtime = false;      ///< one period of simulation takes one period of time
+  std::string out = "out";    ///< folder of CSV and pictures
+};
+
+void addOptions(CLI::App& app, Options& options);
+
+/// Lets every number option of the app refuse nan and inf.
+void requireFinite(CLI::App& app);
+
+/// Parses the command line and runs the example; what it throws becomes a message and status 2.
+int runMain(CLI::App& app, int argc, char** argv, const std::function<int()>& example);
+
+/// A tool that looks down on a surface below its tip, 12 N of load on the sensor.
+zel::sim::CellConfig demoCell(const Options& options);
+
+/// The simulated cell behind an external sensor.
+class CellLink : public RobotLink {
+ public:
+  CellLink(zel::sim::Cell& cell, const Options& options);
+  bool feed() override;
+  Pose pose() override { return set_; }
+  Pose actual() override { return cell_.flange(); }
+  void follow(const Pose& pose) override;
+
+ private:
+  zel::sim::Cell& cell_;
+  std::chrono::duration<double> period_;
+  bool realtime_;
+  std::chrono::steady_clock::time_point next_;
+  Pose set_;
+};
+
+/// Keeps the library open, with a sensor whose readings the controller feeds.
+class Library {
+ public:
+  Library();
+  ~Library();
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+};
+
+/// Throws when a flat function did not return 1, naming the call.
+void require(int result, const char* call);
+
+/// What every mode needs: period, mounting, load and limits.
+struct Setup {
+  double period = 4.0;  ///< ms
+  Wrench sensorRating = {200, 200, 200, 10, 10, 10};
+  Pose flange_sensor = {};
+  Pose sensor_tool = {};
+  zel::sim::Load load;
+  Wrench permissible = {60, 60, 60, 6, 6, 6};  ///< beyond it every run stops with 11000
+  double maxPath = 200;   ///< mm from the start; beyond it runs but tracking stop with 11005
+  double maxAngle = 0.5;  ///< rad
+};
+
+/// The setup that fits the cell: a robot's commissioning would measure these values.
+Setup setupOf(const zel::sim::CellConfig& cell, const Options& options);
+void configure(const Setup& setup);
+
+/// Takes the zero reference: robot at rest, nothing touched.
+void zero(RobotLink& robot);
+
+/// One control cycle. `control` is the compensated wrench in the frame of the mode.
+struct Cycle {
+  const char* run;
+  double time;  ///< s since the first cycle of the log
+  Pose pose;    ///< handed to the library
+  Pose actual;
+  Wrench raw;
+  Wrench control;
+  int code;
+};
+using Log = std::vector<Cycle>;
+
+/// A run of any mode: out_pos, robot_pos_now, error record.
+using Run = std::function<int(double*, double*, zel_ftc_error*)>;
+
+struct CycleLimits {
+  double period = 4.0;    ///< ms
+  double longest = 60.0;  ///< s; tracking and assembly runs have no time-out of their own
+  double progress = 0.5;  ///< s between progress lines
+  int progressAxis = FZ;  ///< axis of the force in the progress lines
+};
+
+/// Calls the run once per period until it ends or fails, the link has no more readings, or the
+/// longest time has passed. Gives the last code: 80000 means that the run was still going on.
+int cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits, Log& log);
+
+struct ApproachMode {
+  ZelRcs frame = RCS_TOOL;
+  ZelDirection direction = FT_FZ;
+  /// Expected force E. The tool moves along +axis for a positive E and presses until the measured
+  /// force, which points back at the tool, is -E.
+  double force = 10.0;
+  Wrench gains = {0, 0, 3, 0, 0, 0};         ///< mm/s per N; 0 holds the axis stiff
+  double speed = 20.0;                       ///< mm/s
+  double switchingForce = 2.0;               ///< N: contact
+  double switchingTorque = 1.0;              ///< N m: contact
+  Wrench breakRange = {0, 0, 0.2, 0, 0, 0};  ///< the run ends when |E + F| stays within; 0 = any
+  unsigned long timeOut = 60000;             ///< ms of wall clock
+};
+ApproachMode approachMode(const Options& options);
+void configureApproach(const ApproachMode& mode);
+int approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log);
+
+/// Options of every part of the mode, and of period, load and limits: for tuning.
+void addOptions(CLI::App& app, ApproachMode& mode);
+void addOptions(CLI::App& app, Setup& setup);
+
+/// Tracking along a path with a steady force. An approach comes first.
+void configureTracking(const Options& options);
+int followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log);
+int followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options, Log& log);
+
+/// The assembly run watches and does not move the robot (see the assembly example): `hold` follows
+/// the pose that it returns, `pushHome` lets the tool advance at `speed` mm/s along its z axis
+/// until the run ends.
+void configureAssembly(const ApproachMode& mode);
+int hold(RobotLink& robot, double seconds, const Options& options, Log& log);
+int pushHome(RobotLink& robot, double speed, const Options& options, Log& log);
+
+/// What every example after the first starts with: the cell, its link, the library opened,
+/// configured and zeroed, and an approach in contact. Throws when the approach does not end with
+/// 80001.
+struct Session {
+  explicit Session(const Options& options);
+
+  zel::sim::CellConfig config;
+  zel::sim::Cell cell;
+  CellLink robot;
+  Library library;
+  ApproachMode mode;
+  Log log;
+};
+
+/// The z axis of a pose in the base: the direction in which the examples press.
+std::array<double, 3> zAxis(Pose pose);
+
+/// The pose, moved by (dx, dy, dz) mm in the base.
+Pose moved(Pose pose, double dx, double dy, double dz);
+
+}  // namespace example
+
+#endif

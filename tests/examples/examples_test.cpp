@@ -1,0 +1,181 @@
+// What the examples share: recordings, figures, and the approach controller on cell and recording.
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "examples/common.h"
+#include "examples/recording.h"
+#include "examples/report.h"
+
+namespace {
+
+using example::Cycle;
+using example::Log;
+using testing::HasSubstr;
+
+constexpr double pi = 3.14159265358979323846;
+
+/// A folder of its own that goes away with the test.
+class Folder {
+ public:
+  Folder() : path_(std::filesystem::temp_directory_path() / "zel_examples_test.XXXXXX") {
+    std::string name = path_.string();
+    path_ = mkdtemp(name.data());
+  }
+  ~Folder() { std::filesystem::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  std::string path() const { return path_.string(); }
+  std::string write(const std::string& text) const {
+    const std::string file = (path_ / "recording.csv").string();
+    std::ofstream(file, std::ios::binary) << text;
+    return file;
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+const std::string header = "x,y,z,a,b,c,fx,fy,fz,mx,my,mz\n";
+const std::string row = "1,2,3,4,5,6,7,8,9,10,11,12\n";
+
+std::string refusal(const std::string& text) {
+  const Folder folder;
+  try {
+    example::readRecording(folder.write(text));
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return "accepted";
+}
+
+TEST(Recording, TakesColumnsInAnyOrderAndIgnoresOthers) {
+  const Folder folder;
+  const auto samples =
+      example::readRecording(folder.write("mz,t,x,y,z,a,b,c,fx,fy,fz,mx,my\r\n"
+                                          "-6.5e-1,0.1,1.25,+2,3,0.1,0.2,0.3,1,2,3,4,5\r\n"));
+  ASSERT_EQ(samples.size(), 1u);
+  EXPECT_EQ(samples[0].pose, (example::Pose{1.25, 2, 3, 0.1, 0.2, 0.3}));
+  EXPECT_EQ(samples[0].reading, (example::Wrench{1, 2, 3, 4, 5, -0.65}));
+}
+
+TEST(Recording, RefusesWrongNumbersWithLineAndColumn) {
+  for (const std::string bad : {"", "nan", "-inf", "1e999", "7x", "0x7", "1 2", "--7"}) {
+    EXPECT_THAT(refusal(header + row + "1,2,3,4,5,6," + bad + ",8,9,10,11,12\n"),
+                HasSubstr("line 3, column fx: \"" + bad + "\""));
+  }
+}
+
+TEST(Recording, RefusesWrongColumnsAndLines) {
+  EXPECT_THAT(refusal("x,y,z,a,b,c,fx,fy,fz,mx,my,tz\n" + row), HasSubstr("\"mz\""));
+  EXPECT_THAT(refusal("x,y,z,a,b,c,fx,fy,fz,mx,my,mz,x\n" + row), HasSubstr("\"x\""));
+  EXPECT_THAT(refusal(header + row + "1,2,3\n"), HasSubstr("line 3"));
+  EXPECT_THAT(refusal(header + "1,2,3,4,5,6,7,8,9,10,11,12,13\n"), HasSubstr("line 2"));
+  EXPECT_THAT(refusal(header), HasSubstr("no lines"));
+  EXPECT_THAT(refusal(""), HasSubstr("Header missing"));
+  EXPECT_THROW(example::readRecording("/no/such/file.csv"), std::exception);
+}
+
+Log flatLog(const char* run, const std::vector<double>& forces) {
+  Log log;
+  for (const double force : forces) {
+    Cycle cycle = {run, 0.004 * static_cast<double>(log.size()), {}, {}, {}, {}, 80000};
+    cycle.control[FZ] = -force;
+    log.push_back(cycle);
+  }
+  return log;
+}
+
+TEST(Report, StatisticsOfKnownValues) {
+  const example::Statistics s = example::statisticsOf({2, 4, 4, 4, 5, 5, 7, 9});
+  EXPECT_EQ(s.mean, 5.0);
+  EXPECT_DOUBLE_EQ(s.deviation, std::sqrt(32.0 / 7.0));
+  EXPECT_EQ(s.least, 2.0);
+  EXPECT_EQ(s.greatest, 9.0);
+  EXPECT_EQ(example::statisticsOf({}).count, 0u);
+}
+
+TEST(Report, ApproachSummaryFindsContactOvershootAndSettledForce) {
+  std::vector<double> forces = {0, 0.5, 2.0, 2.5, 11.5};
+  forces.insert(forces.end(), 20, 9.75);
+  example::ApproachMode mode;
+  const auto up = example::summarise(flatLog("approach", forces), mode);
+  ASSERT_TRUE(up.contact);
+  EXPECT_EQ(*up.contact, 3u) << "the switching force itself is no contact";
+  EXPECT_DOUBLE_EQ(up.contactTime, 0.012);
+  EXPECT_DOUBLE_EQ(up.overshoot, 1.5);
+  EXPECT_DOUBLE_EQ(up.settledForce, 9.75);
+
+  for (double& force : forces) force = -force;
+  mode.force = -10.0;
+  EXPECT_DOUBLE_EQ(example::summarise(flatLog("approach", forces), mode).overshoot, 1.5);
+  EXPECT_FALSE(example::summarise(flatLog("approach", {0, 1, 2}), mode).contact);
+}
+
+TEST(Report, DeviationIsMeasuredToTheSideOfThePath) {
+  // The tool looks down; the path lies in the x-y plane, whatever the force control does along z.
+  const example::Pose start = {100, 50, 20, 0, 0, pi};
+  Log log = flatLog("line", {0, 0, 0});
+  log[0].actual = example::moved(start, 10, 0.5, -3);
+  log[1].actual = example::moved(start, 20, -0.25, 2);
+  log[2].actual = example::moved(start, 37, 0, 9);
+  const auto line = example::lineDeviation(log, start, example::moved(start, 40, 0, 0));
+  EXPECT_NEAR(std::max(std::fabs(line.side.least), std::fabs(line.side.greatest)), 0.5, 1e-9);
+  EXPECT_NEAR(line.side.greatest - line.side.least, 0.75, 1e-9);
+  EXPECT_NEAR(line.endPoint, 3.0, 1e-9);
+
+  // Circle of radius 5 about (105, 50).
+  log = flatLog("arc", {0, 0});
+  log[0].actual = example::moved(start, 5 + 3 * 1.1, 4 * 1.1, -7);
+  log[1].actual = example::moved(start, 5 + 4 * 0.9, -3 * 0.9, 7);
+  const auto arc = example::arcDeviation(log, start, example::moved(start, 5, 5, 0),
+                                         example::moved(start, 10, 0, 0));
+  EXPECT_NEAR(arc.side.greatest, 0.5, 1e-9);
+  EXPECT_NEAR(arc.side.least, -0.5, 1e-9);
+}
+
+TEST(Approach, RecordingOfASimulatedApproachReplaysToTheSameEnd) {
+  const Folder folder;
+  example::Options options;
+  options.out = folder.path();
+  const auto config = example::demoCell(options);
+  const auto setup = example::setupOf(config, options);
+  const auto mode = example::approachMode(options);
+  const example::CycleLimits limits{.period = options.period};
+
+  Log simulated;
+  {
+    zel::sim::Cell cell(config);
+    example::CellLink robot(cell, options);
+    const example::Library library;
+    example::configure(setup);
+    example::zero(robot);
+    EXPECT_EQ(example::approach(robot, mode, limits, simulated), ZEL_RUN_END);
+    EXPECT_NEAR(cell.contact()[FZ], -10.0, 0.3) << "the force that the cell really exerts";
+  }
+  const auto summary = example::summarise(simulated, mode);
+  EXPECT_NEAR(summary.contactTime, 2.5, 0.05) << "50 mm at 20 mm/s";
+
+  // The zero reference was taken with a reading that the log does not hold: noise apart, the
+  // replay sees the same forces.
+  const auto samples =
+      example::readRecording(example::writeCsv(folder.path(), "simulated", simulated));
+  ASSERT_EQ(samples.size(), simulated.size());
+  EXPECT_EQ(samples.back().pose, simulated.back().pose);
+  EXPECT_EQ(samples.back().reading, simulated.back().raw);
+  example::RecordingLink robot(samples);
+  const example::Library library;
+  example::configure(setup);
+  example::zero(robot);
+  Log replayed;
+  EXPECT_EQ(example::approach(robot, mode, limits, replayed), ZEL_RUN_END);
+  EXPECT_NEAR(example::summarise(replayed, mode).contactTime, summary.contactTime, 0.008);
+  for (std::size_t i = 0; i < replayed.size(); ++i) {
+    EXPECT_NEAR(replayed[i].control[FZ], simulated[i].control[FZ], 0.5) << "cycle " << i;
+  }
+}
+
+}  // namespace

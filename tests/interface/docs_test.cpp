@@ -1,0 +1,72 @@
+// The page of codes against the public header: every code with its name and its text.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+
+#include "ft/ZelForceSensorExternal.h"
+#include "zel_ftc_types.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+std::string textOf(const char* file) {
+  std::stringstream text;
+  text << std::ifstream(std::string(ZEL_SOURCE_DIR) + file).rdbuf();
+  return text.str();
+}
+
+/// How the page names a code.
+std::string entry(int value, const std::string& name) {
+  return std::to_string(value) + " `" + name + "`";
+}
+
+TEST(CodesPage, ListsEveryRunResultWithItsText) {
+  const std::string page = textOf("/docs/codes.md");
+#define CHECK_RUN_RESULT(name, value, text)                                                      \
+  EXPECT_THAT(page,                                                                              \
+              HasSubstr(value == ZEL_RUN_BREAK ? "80002 + bits `" #name : entry(value, #name))); \
+  EXPECT_THAT(page, HasSubstr("\"" text "\"")) << #name;
+  ZEL_RUN_RESULTS(CHECK_RUN_RESULT)
+#undef CHECK_RUN_RESULT
+}
+
+TEST(CodesPage, ListsEverySensorStatusOfTheHeaderWithItsText) {
+  const std::string page = textOf("/docs/codes.md");
+  std::string header = textOf("/zel_ftc_types.h");
+  const std::size_t begin = header.find("enum ZelInfoCode");
+  header = header.substr(begin, header.find('}', begin) - begin);
+
+  SensorExternal sensor;
+  int codes = 0;
+  const std::regex enumerator(R"((\w+) = (\d+))");
+  for (std::sregex_iterator it(header.begin(), header.end(), enumerator), end; it != end; ++it) {
+    const int value = std::stoi((*it)[2]);
+    EXPECT_THAT(page, HasSubstr(entry(value, (*it)[1])));
+    zel_ft_info info = {};
+    sensor.setCODE(static_cast<ZelInfoCode>(value));
+    sensor.getInfo(info);
+    // The one text that names the class of the sensor stands there in the form of the network one.
+    const std::string text =
+        std::regex_replace(info.code_info, std::regex("SensorExternal"), "SensorEtherNet_UDP");
+    EXPECT_NE(text, "") << value;
+    EXPECT_THAT(page, HasSubstr("\"" + text + "\""));
+    ++codes;
+  }
+  EXPECT_EQ(codes, 23);
+}
+
+TEST(CodesPage, ListsEveryBreakBitWithTheCodeOfItsAxisAlone) {
+  const std::string page = textOf("/docs/codes.md");
+  for (const int bit :
+       {ZEL_BREAK_FX, ZEL_BREAK_FY, ZEL_BREAK_FZ, ZEL_BREAK_MX, ZEL_BREAK_MY, ZEL_BREAK_MZ}) {
+    EXPECT_THAT(page, HasSubstr("| " + std::to_string(bit) + " | " +
+                                std::to_string(ZEL_RUN_BREAK + bit) + " |"));
+  }
+}
+
+}  // namespace
