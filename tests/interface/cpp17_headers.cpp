@@ -2,6 +2,7 @@
 #include "control/ControlBase.h"
 #include "control/MBK_Fhan.h"
 #include "ft/ZelForceSensorBase.h"
+#include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/ZelForceSensorExternal.h"
 #include "matrix/ldd_tool.h"
 #include "matrix/rmatrix.h"
@@ -9,6 +10,7 @@
 #include "matrix/rvector.h"
 #include "robot/ZelFTCTool.h"
 #include "robot/ZelForceControlTool.h"
+#include "tool/ringbuffermanager.h"
 #include "zel_clock.h"
 
 static_assert(__cplusplus == 201703L, "compiled as C++17");

@@ -54,8 +54,7 @@ testing::AssertionResult sameBlock(const RMatrix& actual, const Matrix4& expecte
 
 testing::AssertionResult sameRows(const zel::RigidTransform& actual, const Matrix4& expected) {
   for (int i = 0; i < 3; ++i) {
-    const double* row = actual.row[i];
-    const auto same = sameBits(row, expected[i].data(), 4);
+    const auto same = sameBits(actual.row[i], expected[i].data(), 4);
     if (!same) return testing::AssertionFailure() << "row " << i << ", " << same.message();
   }
   return testing::AssertionSuccess();
