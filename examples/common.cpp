@@ -94,7 +94,7 @@ CellLink::CellLink(zel::sim::Cell& cell, const Options& options)
       set_(cell.flange()) {}
 
 bool CellLink::feed() {
-  Wrench reading = cell_.reading();
+  Wrench reading = read();
   return zel_ftc_obtainFTSensorData(reading.data()) == 1;
 }
 
@@ -114,6 +114,13 @@ void require(int result, const char* call) {
 Library::Library() {
   require(zel_ftc_open(true), "zel_ftc_open");
   require(zel_ftc_initialFTSensor(0, nullptr), "zel_ftc_initialFTSensor");
+}
+
+Library::Library(unsigned short sensorPort) {
+  require(zel_ftc_open(false), "zel_ftc_open");
+  const int result = zel_ftc_initialFTSensor(sensorPort, "127.0.0.1");
+  if (result != 1) zel_ftc_close();
+  require(result, "zel_ftc_initialFTSensor");
 }
 
 Library::~Library() {

@@ -28,6 +28,9 @@ class RobotLink {
   /// Brings this cycle's reading into the library. False when there is none any more.
   virtual bool feed() = 0;
 
+  /// A raw reading, for a controller that works on it itself.
+  virtual Wrench read() = 0;
+
   /// The pose to hand to the library: the set pose, where the robot was last told to go. The
   /// library adds each cycle's step to the pose that it is given, so a measured pose that lags
   /// behind would take away a part of every step: a path would end short of its end point.
@@ -74,6 +77,7 @@ class CellLink : public RobotLink {
  public:
   CellLink(zel::sim::Cell& cell, const Options& options);
   bool feed() override;
+  Wrench read() override { return cell_.reading(); }
   Pose pose() override { return set_; }
   Pose actual() override { return cell_.flange(); }
   void follow(const Pose& pose) override;
@@ -86,10 +90,13 @@ class CellLink : public RobotLink {
   Pose set_;
 };
 
-/// Keeps the library open, with a sensor whose readings the controller feeds.
+/// Keeps the library open.
 class Library {
  public:
+  /// With a sensor whose readings the controller feeds.
   Library();
+  /// With the network sensor on this machine.
+  explicit Library(unsigned short sensorPort);
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;

@@ -26,6 +26,7 @@ class RecordingLink : public RobotLink {
  public:
   explicit RecordingLink(const std::vector<Sample>& samples) : samples_(samples) {}
   bool feed() override;
+  Wrench read() override { return samples_.at(now_).reading; }
   Pose pose() override;
   Pose actual() override { return pose(); }
   void follow(const Pose&) override { ++now_; }

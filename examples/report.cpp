@@ -257,15 +257,21 @@ void record(const std::string& folder, const std::string& name, const Log& log,
   fmt::print("csv {}\npicture {}\n", csv, png);
 }
 
-int finishTracking(const std::string& run, const Session& session, const PathDeviation& path,
-                   int code, const Options& options) {
-  const int axis = session.mode.direction;
-  const Statistics force = forceStatistics(session.log, run, axis);
+void printTracking(const std::string& run, const Log& log, int axis, const PathDeviation& path,
+                   int code) {
+  const Statistics force = forceStatistics(log, run, axis);
   fmt::print("force  mean {:.2f} N, standard deviation {:.2f} N, {:.2f} to {:.2f} N\n", force.mean,
              force.deviation, force.least, force.greatest);
   fmt::print("path   {:.3f} to {:.3f} mm to the side, {:.3f} mm from the end point at the end\n",
              path.side.least, path.side.greatest, path.endPoint);
   fmt::print("result code {} {}\n", code, codeText(code));
+}
+
+int finishTracking(const std::string& run, const Session& session, const PathDeviation& path,
+                   int code, const Options& options) {
+  const int axis = session.mode.direction;
+  const Statistics force = forceStatistics(session.log, run, axis);
+  printTracking(run, session.log, axis, path, code);
   record(options.out, run, session.log,
          {.title = "Approach, then " + run + " under force",
           .axis = axis,

@@ -73,6 +73,10 @@ struct Picture {
 void record(const std::string& folder, const std::string& name, const Log& log,
             const Picture& picture);
 
+/// Prints force statistics, deviation and result code of a tracking run ("line" or "arc").
+void printTracking(const std::string& run, const Log& log, int axis, const PathDeviation& path,
+                   int code);
+
 /// Prints force statistics and deviation of a tracking run ("line" or "arc"), records the session
 /// and prints the closing line. Gives the exit status.
 int finishTracking(const std::string& run, const Session& session, const PathDeviation& path,

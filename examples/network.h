@@ -1,0 +1,81 @@
+// The cell behind the network: a simulator process that is the sensor on the wire and the robot.
+#ifndef ZEL_FTC_EXAMPLES_NETWORK_H
+#define ZEL_FTC_EXAMPLES_NETWORK_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "examples/common.h"
+#include "ft/ZelForceSensorEtherNetUDP.h"
+#include "sim/robot_link.h"
+
+namespace example {
+
+/// Frames per second that the simulated sensor streams.
+constexpr double frameRate = 1000.0;
+
+/// A running zel_sensor_sim with the simulated cell. Ends with the object.
+class SimulatorProcess {
+ public:
+  /// Starts `program` on free ports and waits until it listens. Throws std::runtime_error when it
+  /// does not.
+  SimulatorProcess(const std::string& program, const zel::sim::CellConfig& cell);
+  ~SimulatorProcess();
+  SimulatorProcess(const SimulatorProcess&) = delete;
+  SimulatorProcess& operator=(const SimulatorProcess&) = delete;
+
+  unsigned short sensorPort() const { return sensorPort_; }
+  unsigned short robotPort() const { return robotPort_; }
+
+ private:
+  pid_t pid_ = -1;
+  std::FILE* output_ = nullptr;
+  unsigned short sensorPort_ = 0, robotPort_ = 0;
+};
+
+/// What arrived of the stream.
+struct FrameStatistics {
+  std::int64_t frames = 0;
+  double seconds = 0.0;   ///< from the first frame to the last
+  double worstGap = 0.0;  ///< s between two frames that were looked at one after the other
+  double rate() const { return seconds > 0.0 ? static_cast<double>(frames) / seconds : 0.0; }
+  /// Fewer than the nominal rate asks for.
+  std::int64_t lost() const;
+};
+
+/// The network sensor as the library sees it (the library must be open with it).
+SensorEtherNet_UDP& networkSensor();
+
+/// The robot over the simulator's robot link, the readings over the library's UDP driver. One
+/// period of simulation takes one period of time.
+class NetworkLink : public RobotLink {
+ public:
+  NetworkLink(const SimulatorProcess& simulator, const Pose& start, const Options& options);
+  bool feed() override;
+  Wrench read() override;
+  Pose pose() override { return set_; }
+  Pose actual() override { return actual_; }
+  void follow(const Pose& pose) override;
+
+  const FrameStatistics& frames() const { return frames_; }
+
+ private:
+  void look();
+  void waitForFrames(int count);
+
+  zel::sim::RobotLinkClient link_;
+  std::chrono::duration<double> period_;
+  std::chrono::steady_clock::time_point next_;
+  Pose set_, actual_;
+  FrameStatistics frames_;
+  int lastCount_ = 0;
+  zel_clock firstTime_ = {}, lastTime_ = {};
+};
+
+}  // namespace example
+
+#endif
