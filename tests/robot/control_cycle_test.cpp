@@ -519,7 +519,7 @@ class Session {
 };
 
 TEST(ControlCycle, EqualsTheNaiveComputationBitByBit) {
-  constexpr std::uint64_t defaultSeed = 20240611, defaultCount = 600;
+  constexpr std::uint64_t defaultSeed = 20240611, defaultCount = 2000;
   const std::uint64_t seed = zel::test::fromEnvironment("ZEL_TEST_SEED", defaultSeed);
   const std::uint64_t count = zel::test::fromEnvironment("ZEL_TEST_COUNT", defaultCount);
 
