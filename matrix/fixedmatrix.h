@@ -3,7 +3,6 @@
 #define ZEL_FTC_MATRIX_FIXEDMATRIX_H
 
 #include <cassert>
-#include <cmath>
 #include <cstddef>
 
 /// N x N doubles held inline, of which the top-left `iRow` x `iCol` block is the matrix.

@@ -60,7 +60,7 @@ RMatrix RMatrix::RTranspose(const RMatrix& A) {
   return At;
 }
 
-RMatrix RMatrix::subRMatrix(const RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c0,
+RMatrix RMatrix::subRMatrix(RMatrix A, std::size_t r0, std::size_t r1, std::size_t c0,
                             std::size_t c1) {
   assert(r1 < capacity && c1 < capacity);
   RMatrix S(r1 - r0 + 1, c1 - c0 + 1);
@@ -97,7 +97,7 @@ void RMatrix::replaceRMatrix(RMatrix& A, std::size_t idx, ZelArraytype, const RV
   for (std::size_t i = 0; i < v.size; ++i) A.value[i][idx] = v.value[i];
 }
 
-void RMatrix::replaceOriOfTMatrix(RMatrix& T, const RMatrix& R) {
+void RMatrix::replaceOriOfTMatrix(RMatrix& T, RMatrix R) {
   for (int i = 0; i < 3; ++i) {
     for (int j = 0; j < 3; ++j) T.value[i][j] = R.value[i][j];
   }
@@ -170,7 +170,7 @@ RMatrix RMatrix::Pos2TR(const RVector& pose, ZelAngletype) {
   return T;
 }
 
-RMatrix RMatrix::TrInv(const RMatrix& T) {
+RMatrix RMatrix::TrInv(RMatrix T) {
   zel::RigidTransform rigid;
   for (int i = 0; i < 3; ++i) std::copy_n(T.value[i], 4, rigid.row[i]);
   const zel::RigidTransform inverse = zel::inverse(rigid);

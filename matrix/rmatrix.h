@@ -13,6 +13,10 @@
 /// Homogeneous transforms are 4 x 4, rotation in rows and columns 0..2, translation in column 3.
 /// T_a_b is the pose of frame b in frame a; orientation R = RotZ(a) * RotY(b) * RotX(c), radians.
 /// Nothing here normalises rotations or quaternions: callers hand in valid ones.
+///
+/// By value or by reference is part of the contract: an operation that takes a matrix by value
+/// works on a copy and reads 0.0 outside the logical block; one that takes a reference reads what
+/// stands in storage there.
 class ZEL_FTC_API RMatrix : public FixedMatrix<6> {
  public:
   /// 0 x 0, `IsAmpty` true. Meant as a target to assign to.
@@ -41,7 +45,7 @@ class ZEL_FTC_API RMatrix : public FixedMatrix<6> {
   static RMatrix setSize(std::size_t n);
   static RMatrix RTranspose(const RMatrix& A);
   /// Rows r0..r1 and columns c0..c1, both inclusive.
-  static RMatrix subRMatrix(const RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c0,
+  static RMatrix subRMatrix(RMatrix A, std::size_t r0, std::size_t r1, std::size_t c0,
                             std::size_t c1);
   /// Elements a..b of column k (COLUMN) or of row k (ROW); zeros for any other type.
   static RVector subRVector(const RMatrix& A, std::size_t a, std::size_t b, std::size_t k,
@@ -55,7 +59,7 @@ class ZEL_FTC_API RMatrix : public FixedMatrix<6> {
   /// Replaces the top v.size elements of column idx. The array type is ignored: a row is never
   /// replaced.
   static void replaceRMatrix(RMatrix& A, std::size_t idx, ZelArraytype t, const RVector& v);
-  static void replaceOriOfTMatrix(RMatrix& T, const RMatrix& R);
+  static void replaceOriOfTMatrix(RMatrix& T, RMatrix R);
   static void replaceDisOfTMatrix(RMatrix& T, const RVector& p);
   /// Zeroes cells (i, j) with i < iCol and j < iRow. For a matrix that is not square this is the
   /// transposed rectangle: part of the matrix keeps its values.
@@ -77,7 +81,7 @@ class ZEL_FTC_API RMatrix : public FixedMatrix<6> {
   /// Transform of a six-element pose. The angle type is ignored.
   static RMatrix Pos2TR(const RVector& pose, ZelAngletype t);
   /// Inverse of a rigid transform: transposed rotation R', translation -(R' p).
-  static RMatrix TrInv(const RMatrix& T);
+  static RMatrix TrInv(RMatrix T);
   /// 3 x 3 from a unit quaternion (w, x, y, z).
   static RMatrix Quaternion2Rot(const RVector& q);
   /// 4 x 4 from (x, y, z, w, qx, qy, qz).
@@ -99,7 +103,7 @@ class ZEL_FTC_API RMatrix : public FixedMatrix<6> {
   /// A = U S V' of a square A by alternating QR factorisations, at most 300 sweeps.
   static void svdSim(RMatrix A, RMatrix& U, RMatrix& S, RMatrix& V);
   /// Determinant of the top-left 3 x 3 block, whatever the size (rule of Sarrus).
-  static double detRMatrix(const RMatrix& A);
+  static double detRMatrix(RMatrix A);
 };
 
 /// A * v: A.iRow elements, summed over A.iCol.

@@ -26,10 +26,12 @@ bool RMatrix::qrFullRMatrix(RMatrix A, RMatrix& Q, RMatrix& R) {
   const std::size_t reflections = m == n && m > 0 ? m - 1 : n;
   for (std::size_t k = 0; k < reflections; ++k) {
     double u = 0.0;
+    bool vanishes = true;  // not the same as u == 0.0: not-a-number never is the largest
     for (std::size_t i = k; i < m; ++i) {
       if (std::fabs(a[i][k]) > u) u = std::fabs(a[i][k]);
+      if (a[i][k] != 0.0) vanishes = false;
     }
-    if (u == 0.0) return false;  // nothing to reflect; the scaling below would divide by zero
+    if (vanishes) return false;  // nothing to reflect; the scaling below would divide by zero
 
     double alpha = 0.0;
     for (std::size_t i = k; i < m; ++i) {
@@ -107,7 +109,7 @@ void RMatrix::svdSim(RMatrix A, RMatrix& U, RMatrix& S, RMatrix& V) {
   }
 }
 
-double RMatrix::detRMatrix(const RMatrix& A) {
+double RMatrix::detRMatrix(RMatrix A) {
   const auto& a = A.value;
   const double plus =
       a[0][0] * a[1][1] * a[2][2] + a[0][1] * a[1][2] * a[2][0] + a[0][2] * a[1][0] * a[2][1];

@@ -75,7 +75,7 @@ RVector RVector::setSize(std::size_t n) {
   return RVector(n);
 }
 
-RVector RVector::vex3(const RMatrix& R) {
+RVector RVector::vex3(RMatrix R) {
   RVector v(3);
   v.value[0] = R.value[2][1];
   v.value[1] = R.value[0][2];
@@ -123,10 +123,10 @@ void RVector::processAngle(RVector& v) {
   for (std::size_t i = 0; i < v.size; ++i) {
     double& x = v.value[i];
     x = wrapBelowPi(x);
-    // Adding a turn while x < -pi mirrors subtracting one, except that the interval is half-open:
-    // exactly -pi stays.
+    // Adding a turn while x < -pi mirrors subtracting one, except that the interval is half-open
+    // (exactly -pi stays) and that whole turns end at 0.0, never at -0.0.
     if (x < -pi) {
-      x = -wrapBelowPi(-x);
+      x = 0.0 - wrapBelowPi(-x);
       if (x == pi) x = -pi;
     }
   }
@@ -150,7 +150,7 @@ RVector RVector::sqrtRVector(const RVector& v) {
   return r;
 }
 
-RVector RVector::TR2RPY(const RMatrix& T) {
+RVector RVector::TR2RPY(RMatrix T) {
   RVector angles(3);
   zel::anglesFromRotation(T.value, angles.value);
   return angles;
@@ -158,12 +158,15 @@ RVector RVector::TR2RPY(const RMatrix& T) {
 
 RVector RVector::TR2Pos(const RMatrix& T, ZelAngletype) {
   RVector pose(6);
-  for (int i = 0; i < 3; ++i) pose.value[i] = T.value[i][3];
-  zel::anglesFromRotation(T.value, pose.value + 3);
+  const RVector angles = TR2RPY(T);
+  for (int i = 0; i < 3; ++i) {
+    pose.value[i] = T.value[i][3];
+    pose.value[3 + i] = angles.value[i];
+  }
   return pose;
 }
 
-bool RVector::Ori2Quaternion(const RMatrix& R, RVector& q) {
+bool RVector::Ori2Quaternion(RMatrix R, RVector& q) {
   return zel::quaternionFromRotation(R.value, q.value, q.size);
 }
 

@@ -12,8 +12,10 @@ class RMatrix;
 /// slots whatever `size` is.
 ///
 /// No operation compares sizes: a result takes the size of the operand named in its comment, and
-/// elements beyond another operand's size are read as they stand in its storage. Sizes above seven
-/// are a caller's error: a debug build asserts, a release build keeps the first seven elements.
+/// elements beyond another operand's size are read as they stand in its storage. A matrix taken by
+/// value is a copy, whose cells outside the logical block are 0.0 (see FixedMatrix). Sizes above
+/// seven are a caller's error: a debug build asserts, a release build keeps the first seven
+/// elements.
 class ZEL_FTC_API RVector {
  public:
   static constexpr std::size_t capacity = 7;
@@ -34,7 +36,7 @@ class ZEL_FTC_API RVector {
   /// A new zero vector of size n; changes no existing vector.
   static RVector setSize(std::size_t n);
   /// Vector of a skew-symmetric matrix: (R21, R02, R10), no averaging with the opposite entries.
-  static RVector vex3(const RMatrix& R);
+  static RVector vex3(RMatrix R);
   /// Cross-product matrix of (x, y, z): rows (0, -z, y), (z, 0, -x), (-y, x, 0).
   static RMatrix Skew(const RVector& v);
   /// Elements start .. end-1 moved to the front of a vector of size `end` (not end - start): the
@@ -57,12 +59,12 @@ class ZEL_FTC_API RVector {
 
   /// Angles (about Z, Y, X) of the rotation block of T, each as atan2 gives it. Where T00 and T10
   /// both vanish (below 1e-16: the Y angle is +-90 degrees) the Z angle is chosen as 0.
-  static RVector TR2RPY(const RMatrix& T);
+  static RVector TR2RPY(RMatrix T);
   /// Pose (x, y, z, angles) of a homogeneous transform. The angle type is ignored.
   static RVector TR2Pos(const RMatrix& T, ZelAngletype t);
   /// Unit quaternion (w, x, y, z) of the rotation R, its largest component positive. q must have
   /// size 4. False with NaN elements: q then holds the unsigned square roots.
-  static bool Ori2Quaternion(const RMatrix& R, RVector& q);
+  static bool Ori2Quaternion(RMatrix R, RVector& q);
 };
 
 /// Element-wise, size of a.

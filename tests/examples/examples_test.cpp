@@ -65,7 +65,7 @@ TEST(Recording, TakesColumnsInAnyOrderAndIgnoresOthers) {
 TEST(Recording, RefusesWrongNumbersWithLineAndColumn) {
   for (const std::string bad : {"", "nan", "-inf", "1e999", "7x", "0x7", "1 2", "--7"}) {
     EXPECT_THAT(refusal(header + row + "1,2,3,4,5,6," + bad + ",8,9,10,11,12\n"),
-                HasSubstr("line 3, column fx: \"" + bad + "\""));
+                HasSubstr("line 3, column \"fx\": \"" + bad + "\""));
   }
 }
 
@@ -74,7 +74,7 @@ TEST(Recording, RefusesWrongColumnsAndLines) {
   EXPECT_THAT(refusal("x,y,z,a,b,c,fx,fy,fz,mx,my,mz,x\n" + row), HasSubstr("\"x\""));
   EXPECT_THAT(refusal(header + row + "1,2,3\n"), HasSubstr("line 3"));
   EXPECT_THAT(refusal(header + "1,2,3,4,5,6,7,8,9,10,11,12,13\n"), HasSubstr("line 2"));
-  EXPECT_THAT(refusal(header), HasSubstr("no lines"));
+  EXPECT_THAT(refusal(header), HasSubstr("no sample"));
   EXPECT_THAT(refusal(""), HasSubstr("Header missing"));
   EXPECT_THROW(example::readRecording("/no/such/file.csv"), std::exception);
 }

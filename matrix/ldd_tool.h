@@ -1,0 +1,115 @@
+// Stand-alone load identification and gravity compensation.
+#ifndef ZEL_FTC_MATRIX_LDD_TOOL_H
+#define ZEL_FTC_MATRIX_LDD_TOOL_H
+
+#include <cstddef>
+
+#include "matrix/rvector.h"
+#include "zel_ftc_types.h"
+
+/// The load on a force/torque sensor.
+struct load_para_t {
+  double g;           ///< weight, N
+  double lx, ly, lz;  ///< centre of mass in the sensor frame, length unit of the poses
+};
+using load_para = load_para_t;
+
+/// The poses of one moment: x, y, z, then the angles about Z, Y, X in rad.
+struct robot_pose_para_t {
+  double pose_base2tcp[6];        ///< T_base_tcp: the tool centre point in the robot base
+  double pose_flange2tool[6];     ///< T_flange_tool: the tool frame on the flange
+  double pose_flange2ft_tool[6];  ///< T_flange_ft: the sensor frame on the flange
+};
+using robot_pose_para = robot_pose_para_t;
+
+/// The same as vectors of six elements.
+struct robot_pose_rvector_para_t {
+  RVector pose_base2tcp{6};
+  RVector pose_flange2tool{6};
+  RVector pose_flange2ft_tool{6};
+};
+using robot_pose_rvector_para = robot_pose_rvector_para_t;
+
+/// Identifies the load mounted on a force/torque sensor (weight and centre of mass) from up to ten
+/// static poses, and removes its gravity and the sensor's offset from raw readings.
+///
+/// Order of calls: clear(); at each of three to ten poses with clearly different orientations hold
+/// the robot still and recordCalibrationLoadData(); gravityCalibration(); at a reference pose
+/// without contact sensorReset(); then in every cycle zeroGravTrafo().
+///
+/// This is the identification to use with the force-control tool too: hand `g`, `lx`, `ly`, `lz` to
+/// zel_ftc_setLoadData. That function takes millimetres, while the lengths here come in the length
+/// unit of poses and torques: keep those in metres and N m, and multiply the lengths by 1000. (The
+/// tool's own zel_ftc_gravityCalibration reports the centre of mass of an ordinary sensor with the
+/// opposite sign.)
+///
+/// Conventions: T_base_ft = T_base_tcp * inverse(T_flange_tool) * T_flange_ft is the pose of the
+/// sensor in the base. Wrenches are Fx, Fy, Fz [N], Mx, My, Mz [N m] in sensor axes. Gravity acts
+/// along the base z axis; the sensor reads minus the wrench of getG2Sensor from the load's weight.
+///
+/// Every operation with poses comes with vectors and with plain arrays of six; both give the same
+/// bits. Vectors handed out have six elements; an output may be the same object as an input.
+/// Pointers to arrays and poses are not checked. No operation reports failure, allocates or locks;
+/// all but gravityCalibration() are short enough for a control cycle. One thread at a time.
+class ZEL_FTC_API ldd_tool {
+ public:
+  static constexpr std::size_t capacity = 10;
+
+  std::size_t size = 0;               ///< recorded samples, 0..10
+  double FTData[capacity][6] = {};    ///< raw wrench of each sample
+  double PoseData[capacity][6] = {};  ///< pose of the sensor in the base (T_base_ft) at each sample
+  load_para _load_para = {};          ///< zero until gravityCalibration() or setLoadPara()
+  bool IsAmpty = true;                ///< true from construction on; nothing reads it
+
+  /// Back to the state of construction: no samples, no load.
+  void clear();
+
+  /// Stores one static sample. From the eleventh on samples are dropped without notice.
+  void recordCalibrationLoadData(const RVector& ft_sensor_raw,
+                                 const robot_pose_rvector_para_t& input_rprp);
+  void recordCalibrationLoadData(const double* ft_sensor_raw, const robot_pose_para_t& input_rpp);
+
+  /// Identifies the load from all stored samples by least squares: M = l x F + M0 and
+  /// F = R_ft_base G + F0, normal equations. The offsets M0 and F0 and the direction of G are
+  /// dropped. Without samples the load stays as it was. Fewer than three clearly different
+  /// orientations leave the equations singular: the load is then not a number or means nothing.
+  void gravityCalibration();
+
+  /// Copies the load out; nothing happens with a null pointer.
+  void getLoadPara(load_para_t* para) const;
+  /// Restores a known load; takes the place of an identification.
+  void setLoadPara(load_para_t para);
+
+  /// Gravity wrench of the load at these poses: force g * (base z axis in sensor axes), torque
+  /// l x force. Zero while no load is known.
+  void getG2Sensor(RVector& ldd_ft, const robot_pose_rvector_para_t& input_rprp) const;
+  void getG2Sensor(double* ldd_ft, const robot_pose_para_t& input_rpp) const;
+
+  /// The sensor's offset, from a reading at rest and without contact: gravity wrench + reading.
+  void sensorReset(RVector& ldd_ft_zero, const robot_pose_rvector_para_t& input_rprp,
+                   const RVector& ft_sensor_raw) const;
+  void sensorReset(double* ldd_ft_zero, const robot_pose_para_t& input_rpp,
+                   const double* ft_sensor_raw) const;
+
+  /// The external wrench alone: (reading + gravity wrench) - offset.
+  void zeroGravTrafo(RVector& ft_sensor_zerograv, const robot_pose_rvector_para_t& input_rprp,
+                     const RVector& ft_sensor_raw, const RVector& ldd_ft_zero) const;
+  void zeroGravTrafo(double* ft_sensor_zerograv, const robot_pose_para_t& input_rpp,
+                     const double* ft_sensor_raw, const double* ldd_ft_zero) const;
+
+  /// A wrench in sensor axes expressed in tool axes: force and torque times R_tool_ft. The torque
+  /// keeps the sensor as its moment point: no lever arm is added. pose_base2tcp is not used.
+  void expressForceInFrame(RVector& ft_rcs, const RVector& ft_sensor,
+                           const robot_pose_rvector_para_t& input_rprp) const;
+  void expressForceInFrame(double* ft_rcs, const double* ft_sensor,
+                           const robot_pose_para_t& input_rpp) const;
+
+  /// A wrench in tool axes rotated by the angles of an offset pose (its x, y, z are ignored): force
+  /// and torque times R_rcs_tool, no lever arm.
+  void expressForceInFrame(RVector& ft_rcs, const RVector& ft_tool,
+                           const RVector& pos_offset2tool) const;
+  void expressForceInFrame(double* ft_rcs, const double* ft_tool,
+                           const double* pos_offset2tool) const;
+};
+
+#endif
