@@ -42,7 +42,9 @@ bool same(double a, double b) {
 
 class Session {
  public:
-  Session(std::uint64_t seed, Coverage& coverage) : random_(seed), coverage_(coverage) {
+  /// A session costs several times as much when it keeps a log: repeat the one that failed.
+  Session(std::uint64_t seed, Coverage& coverage, bool logging)
+      : random_(seed), coverage_(coverage), logging_(logging) {
     basePose_ = random_.pose();
     now_ = basePose_;
     force_ = random_.wrench(20, 2);
@@ -78,6 +80,7 @@ class Session {
 
   template <typename... Values>
   void log(const char* what, const Values&... values) {
+    if (!logging_) return;
     std::ostringstream line;
     line.precision(17);
     line << what;
@@ -439,6 +442,7 @@ class Session {
   void compare(const char* name, const double* actual, const std::array<double, N>& expected,
                std::size_t first = 0) {
     for (std::size_t i = first; i < N; ++i) {
+      if (same(actual[i], expected[i])) continue;
       compareNumber((std::string(name) + "[" + std::to_string(i) + "]").c_str(), actual[i],
                     expected[i]);
     }
@@ -500,6 +504,7 @@ class Session {
 
   Random random_;
   Coverage& coverage_;
+  bool logging_;
   ZelFTCTool tool_;
   reference::Tool reference_;
   std::deque<std::string> log_;
@@ -514,15 +519,19 @@ class Session {
 };
 
 TEST(ControlCycle, EqualsTheNaiveComputationBitByBit) {
-  constexpr std::uint64_t defaultSeed = 20240611, defaultCount = 600;
+  constexpr std::uint64_t defaultSeed = 20240611, defaultCount = 2000;
   const std::uint64_t seed = zel::test::fromEnvironment("ZEL_TEST_SEED", defaultSeed);
   const std::uint64_t count = zel::test::fromEnvironment("ZEL_TEST_COUNT", defaultCount);
 
   Coverage coverage;
   testing::internal::CaptureStdout();  // the approach configuration prints a line each time
+  constexpr int steps = 300;
   std::string failure;
   std::uint64_t n = 0;
-  for (; n < count && failure.empty(); ++n) failure = Session(seed + n, coverage).play(300);
+  for (; n < count && failure.empty(); ++n) {
+    if (Session(seed + n, coverage, false).play(steps).empty()) continue;
+    failure = Session(seed + n, coverage, true).play(steps);
+  }
   testing::internal::GetCapturedStdout();
   ASSERT_EQ(failure, "") << "session of ZEL_TEST_SEED=" << seed + n - 1 << " ZEL_TEST_COUNT=1";
 

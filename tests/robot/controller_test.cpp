@@ -33,7 +33,10 @@ TEST(LeadIn, FirstStepOfTheWorkedExample) {
 
 // r = 2, t = 0.5: d = 1, d0 = 0.5, all exact in binary.
 TEST(LeadIn, EqualityTakesTheLinearBranch) {
-  // |y| = d0: a = v2 + y / t = 1, and |a| = d: -r * a / d
+  // Both branches meet at |y| = d0; rounding tells them apart: the other one gives -3 here.
+  const double r = 3, t = 0.01, d = r * t, d0 = t * d;
+  EXPECT_EQ(MBK_Fhan::fhan(d0, 0, 0, r, t), -r * (d0 / t) / d);
+  // |a| = d
   EXPECT_EQ(MBK_Fhan::fhan(0.5, 0, 0, 2, 0.5), -2.0);
   EXPECT_EQ(MBK_Fhan::fhan(-0.5, 0, 0, 2, 0.5), 2.0);
   // y = 0.5 with v2 = -0.5: a = -0.5 + 1, within

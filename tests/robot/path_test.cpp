@@ -131,7 +131,8 @@ INSTANTIATE_TEST_SUITE_P(SensesAndViaPoints, Arc,
                                           testing::Values(180, 600)));       // steps of the arc
 
 TEST_P(Arc, PassesItsPointsAtTheStatedSteps) {
-  const auto [sense, viaStep, steps] = GetParam();
+  const double sense = std::get<0>(GetParam());
+  const int viaStep = std::get<1>(GetParam()), steps = std::get<2>(GetParam());
   const double radius = 80, begin = 0.7, perStep = 0.01;
   const double sweep = perStep * (steps + 0.5);
   const auto poseAt = [&](double angle, Six attitudeOf) {
