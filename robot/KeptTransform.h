@@ -31,28 +31,44 @@ class KeptPose {
   double pose_[6] = {};
 };
 
-/// The transform of a pose, and its inverse: what only configuration changes is computed once, the
-/// current pose once per cycle, whoever asks first.
+/// The transform of a pose: the current pose is transformed once per cycle, whoever asks first.
 class KeptTransform {
  public:
   const RigidTransform& of(const RVector& pose) {
     if (!pose_.is(pose)) {
       pose_.take(pose);
       T_ = transformFromPose(pose.value);
-      inverse_ = zel::inverse(T_);
     }
     return T_;
-  }
-
-  const RigidTransform& inverseOf(const RVector& pose) {
-    of(pose);
-    return inverse_;
   }
 
  private:
   KeptPose pose_;
   RigidTransform T_ = {{{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}}};
+};
+
+/// What the cycle needs of a pose that only configuration changes: computed once.
+class KeptMounting {
+ public:
+  const RigidTransform& of(const RVector& pose) { return at(pose).T_; }
+  const RigidTransform& inverseOf(const RVector& pose) { return at(pose).inverse_; }
+  const RigidTransform& rotationOf(const RVector& pose) { return at(pose).rotation_; }
+
+ private:
+  const KeptMounting& at(const RVector& pose) {
+    if (!pose_.is(pose)) {
+      pose_.take(pose);
+      T_ = transformFromPose(pose.value);
+      inverse_ = zel::inverse(T_);
+      rotation_ = zel::rotationOf(T_);
+    }
+    return *this;
+  }
+
+  KeptPose pose_;
+  RigidTransform T_ = {{{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}}};
   RigidTransform inverse_ = zel::inverse(T_);
+  RigidTransform rotation_ = zel::rotationOf(T_);
 };
 
 /// The 6 x 6 transform that expresses a sensor-frame wrench (force, torque) in the frame with the

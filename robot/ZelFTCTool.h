@@ -316,7 +316,8 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
   static void printRV(const RVector& v, const char* caption);
 
  private:
-  zel::KeptTransform T_base_now, T_base_start, T_flange_sensor, T_flange_pos_tool, T_sensor_tool;
+  zel::KeptTransform T_base_now, T_base_start;
+  zel::KeptMounting T_flange_sensor, T_flange_pos_tool, T_sensor_tool;
   zel::KeptWrenchTransform X_rcs_sensor;
 
   /// How the run of one mode differs from the others; the sequence itself stands once.

@@ -63,24 +63,31 @@ zel::RigidTransform ZelFTCTool::advancePath(const zel::RigidTransform& T_base_ex
 void ZelFTCTool::PosCorr(ZelCartesianCoordinate rcs) {
   if (!runApproachMode && !runTrackingMotionMode) return;  // an assembly run corrects nothing
 
-  const zel::RigidTransform& T_base_expect = T_base_now.of(PosExpect);
-  const zel::RigidTransform T_offset = zel::transformFromPose(ftc_offset.value);
-  const zel::RigidTransform T = runApproachMode ? T_base_expect : advancePath(T_base_expect);
+  const zel::RigidTransform* T_base_path = &T_base_now.of(PosExpect);
+  zel::RigidTransform T_base_next;
+  if (!runApproachMode) {
+    T_base_next = advancePath(*T_base_path);
+    T_base_path = &T_base_next;
+  }
 
   // WORLD and BASE move in the fixed frame, the others in the moving one.
   zel::RigidTransform corrected;
   if (rcs == WORLD || rcs == BASE) {
-    corrected = T_offset * T;
+    corrected = zel::transformFromPose(ftc_offset.value) * *T_base_path;
   } else if (rcs == SENSOR) {
     // The two mountings cancel but for rounding.
-    corrected = T * T_flange_sensor.inverseOf(FTconfig.flange_sensor) *
-                T_flange_pos_tool.of(pos_tool) * T_offset;
+    const zel::RigidTransform T_base_moving = *T_base_path *
+                                              T_flange_sensor.inverseOf(FTconfig.flange_sensor) *
+                                              T_flange_pos_tool.of(pos_tool);
+    corrected = T_base_moving * zel::transformFromPose(ftc_offset.value);
   } else if (rcs == TOOL && runApproachMode) {
     // The mounting rotations stay in the result: a robot that follows it keeps turning.
-    corrected = T * zel::rotationOf(T_flange_sensor.of(FTconfig.flange_sensor)) *
-                zel::rotationOf(T_sensor_tool.of(FTconfig.sensor_tool)) * T_offset;
+    const zel::RigidTransform T_base_moving = *T_base_path *
+                                              T_flange_sensor.rotationOf(FTconfig.flange_sensor) *
+                                              T_sensor_tool.rotationOf(FTconfig.sensor_tool);
+    corrected = T_base_moving * zel::transformFromPose(ftc_offset.value);
   } else {
-    corrected = T * T_offset;
+    corrected = *T_base_path * zel::transformFromPose(ftc_offset.value);
   }
   zel::poseFromTransform(corrected, PosFTC.value);
 

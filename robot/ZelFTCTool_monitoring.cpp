@@ -48,7 +48,8 @@ bool ZelFTCTool::isOverMonitoring() {
 }
 
 void ZelFTCTool::startSeenFromNow() {
-  const zel::RigidTransform T_now_start = T_base_now.inverseOf(PosNow) * T_base_start.of(PosStart);
+  const zel::RigidTransform T_now_start =
+      zel::inverse(T_base_now.of(PosNow)) * T_base_start.of(PosStart);
   zel::poseFromTransform(T_now_start, ftc_path_offset.value);
 }
 
