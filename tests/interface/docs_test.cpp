@@ -1,4 +1,4 @@
-// The page of codes against the public header: every code with its name and its text.
+// The documentation against the code: every code with its name and its text, the README's cycle.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -22,6 +22,13 @@ std::string textOf(const char* file) {
 /// How the page names a code.
 std::string entry(int value, const std::string& name) {
   return std::to_string(value) + " `" + name + "`";
+}
+
+TEST(Readme, ShowsTheCycleThatTheBuildCompiles) {
+  const std::string source = textOf("/examples/cycle.c");
+  const std::size_t begin = source.find("int approach_cycle");
+  ASSERT_NE(begin, std::string::npos);
+  EXPECT_THAT(textOf("/README.md"), HasSubstr("```c\n" + source.substr(begin) + "```"));
 }
 
 TEST(CodesPage, ListsEveryRunResultWithItsText) {
