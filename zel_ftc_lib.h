@@ -7,8 +7,8 @@
  *     R = RotZ(a) * RotY(b) * RotX(c). A wrench is Fx, Fy, Fz, Mx, My, Mz.
  *  3. Frames: a robot pose is the flange in the robot base.
  *  4. Arrays have six elements unless said otherwise. Inputs are never written. Outputs are written
- *     on success only, except where a run says so. A null pointer where an array or record is
- * needed gives 0 with nothing touched (pose utilities do not check their pointers).
+ *     on success only, except where a run says so. A null pointer where one is needed gives 0 with
+ *     nothing touched (pose utilities do not check their pointers).
  *  5. Threads: everything from the one control thread. Nothing locks, nothing throws.
  *  6. Real time: the run functions, zel_ftc_obtainFTSensorData, zel_ftc_getSensorData,
  *     zel_ftc_getRCS_FT_Data and zel_ftc_get_GraData neither allocate nor make a system call except
