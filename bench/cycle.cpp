@@ -1,22 +1,23 @@
-// One control cycle through the flat interface (feed a reading, run) beside the same cycle written
-// with Eigen, and the transform operations of both.
+// One control cycle through the flat interface (feed a reading, run), approach, line and arc,
+// beside the same cycle written with Eigen, and the transform operations of both.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
+#include <cmath>
 #include <random>
+#include <string>
 
 #include "eigen_cycle.h"
 #include "matrix/rigidtransform.h"
 #include "matrix/rmatrix.h"
+#include "support.h"
 #include "zel_ftc_lib.h"
 
 namespace {
 
-using Six = std::array<double, 6>;
+using bench::require;
+using bench::Six;
 
 /// Poses and readings that differ from cycle to cycle, around a working point, in contact.
 struct Workload {
@@ -37,54 +38,37 @@ struct Workload {
 
 const Workload workload;
 
+// ---- cycles ------------------------------------------------------------------------------------
+
 Six maxLoad = {600, 600, 800, 15, 15, 15};
 Six permitted = {200, 200, 200, 10, 10, 10};
 Six flange_sensor = {1, -2, 40, 0.5, 0.02, -0.01};
 Six sensor_tool = {3, 4, 120, -0.5, 0.01, 0.03};
+Six expected = {0, 0, -10, 0, 0, 0};
 Six gain = {1, 1, 2, 5, 5, 5};
-Six band = {0.001, 0.001, 0.001, 0.001, 0.001, 0.001};
+Six settledBand = {0.001, 0.001, 0.001, 0.001, 0.001, 0.001};
+Six breakBand = {50, 50, 50, 50, 50, 50};
 constexpr double weight = 12.0, centre[3] = {2, -1, 45};
+constexpr double period = 4, approachSpeed = 5;
 
-void require(bool ok) {
-  if (!ok) std::abort();
-}
+// 100 m at 0.01 mm/s: no measurement lives to see the end.
+constexpr double pathSpeed = 0.01;
+Six pathStart = {0, 0, 0, 0.4, -0.3, 2.9};
+Six pathVia = {50e3, 50e3, 0, 0.5, -0.3, 2.8};
+Six pathEnd = {100e3, 0, 0, 0.6, -0.2, 2.9};
 
-void openInContact(ZelRcs rcs) {
+void openConfigured() {
   double upper[3] = {50, 50, 50}, lower[3] = {-50, -50, -50};
   zel_ftc_close();
-  require(zel_ftc_open(true) == 1 && zel_ftc_initialFTSensor(0, nullptr) == 1);
-  require(zel_ftc_setTimeStep(4) == 1);
-  require(zel_ftc_setSensorConfig(maxLoad.data(), flange_sensor.data(), sensor_tool.data()) == 1);
-  require(zel_ftc_setLoadData(weight, centre[0], centre[1], centre[2]) == 1);
-  require(zel_ftc_setCorrectionLimit(upper, lower, 1) == 1);
-  require(zel_ftc_setMonitoringFunctions(permitted.data()) == 1);
-  require(zel_ftc_setCorrectionMonitoring(1000, 10) == 1);
-  // The configuration prints its values; keep them out of the table.
-  std::fflush(stdout);
-  const int terminal = dup(1), nowhere = open("/dev/null", O_WRONLY);
-  dup2(nowhere, 1);
-  require(zel_ftc_configApproachMode(rcs, FT_FZ, -10, gain.data(), 5, 1, 1, band.data(),
-                                     1000000000) == 1);
-  std::fflush(stdout);
-  dup2(terminal, 1);
-  close(terminal);
-  close(nowhere);
-}
-
-void flatApproachCycle(benchmark::State& state) {
-  openInContact(static_cast<ZelRcs>(state.range(0)));
-  std::size_t i = 0;
-  Six out{};
-  zel_ftc_error err{};
-  for (auto _ : state) {
-    Six pose = workload.pose[i % Workload::size], wrench = workload.wrench[i % Workload::size];
-    ++i;
-    zel_ftc_obtainFTSensorData(wrench.data());
-    benchmark::DoNotOptimize(zel_ftc_runApproach(out.data(), pose.data(), &err));
-    benchmark::DoNotOptimize(out);
-  }
-  require(err.ftc_code == ZEL_RUN_RUNNING);
-  zel_ftc_close();
+  const bool ok =
+      zel_ftc_open(true) == 1 && zel_ftc_initialFTSensor(0, nullptr) == 1 &&
+      zel_ftc_setTimeStep(period) == 1 &&
+      zel_ftc_setSensorConfig(maxLoad.data(), flange_sensor.data(), sensor_tool.data()) == 1 &&
+      zel_ftc_setLoadData(weight, centre[0], centre[1], centre[2]) == 1 &&
+      zel_ftc_setCorrectionLimit(upper, lower, 1) == 1 &&
+      zel_ftc_setMonitoringFunctions(permitted.data()) == 1 &&
+      zel_ftc_setCorrectionMonitoring(1000, 10) == 1;
+  require(ok, "a setting was refused");
 }
 
 eigen_cycle::Vector6 vector(const Six& v) {
@@ -97,58 +81,156 @@ eigen_cycle::Vector6 metres(const Six& pose) {
   return v;
 }
 
-void eigenApproachCycle(benchmark::State& state, bool sharesCurrentPose) {
-  eigen_cycle::Approach::Config c;
-  c.rcs = static_cast<ZelCartesianCoordinate>(state.range(0));
-  c.direction = FZ;
-  c.expected.setZero();
-  c.expected[FZ] = -10;
-  c.period = 0.004;
+eigen_cycle::Config eigenConfig(ZelCartesianCoordinate rcs, bool sharesCurrentPose) {
+  eigen_cycle::Config c;
+  c.rcs = rcs;
+  c.expected = vector(expected);
+  c.period = 0.001 * period;
   c.gain = vector(gain) * 0.001 * c.period;
-  c.band = vector(band);
   c.permitted = vector(permitted);
   c.maxLoad = vector(maxLoad);
-  c.speed = 0.005;
-  c.touchForce = c.touchTorque = 1;
-  c.timeOut = 1e9;
-  c.minPath = 0;
   c.weight = weight;
   c.centre = Eigen::Vector3d(centre) * 0.001;
-  c.upper.setConstant(0.05);
-  c.lower.setConstant(-0.05);
-  c.pathLimit = 1;
-  c.angleLimit = 10;
   c.deadForce = 0.25;
   c.deadTorque = 0.0025;
   c.flange_sensor = metres(flange_sensor);
   c.sensor_tool = metres(sensor_tool);
   c.sharesCurrentPose = sharesCurrentPose;
-  eigen_cycle::Approach approach(c);
+  return c;
+}
 
+/// Each mode: its configuration and its cycle through the flat interface, and the same in Eigen.
+struct Approach {
+  static void configure(ZelRcs rcs) {
+    const bench::Quiet quiet;
+    require(zel_ftc_configApproachMode(rcs, FT_FZ, expected[2], gain.data(), approachSpeed, 1, 1,
+                                       settledBand.data(), 1000000000) == 1,
+            "the mode was refused");
+  }
+  static int run(Six& out, Six& pose, zel_ftc_error& err) {
+    return zel_ftc_runApproach(out.data(), pose.data(), &err);
+  }
+  static eigen_cycle::Approach inEigen(eigen_cycle::Config c) {
+    c.band = vector(settledBand);
+    eigen_cycle::ApproachConfig a;
+    a.direction = FZ;
+    a.speed = 0.001 * approachSpeed;
+    a.touchForce = a.touchTorque = 1;
+    a.timeOut = 1e9;
+    a.minPath = 0;
+    a.upper.setConstant(0.05);
+    a.lower.setConstant(-0.05);
+    a.pathLimit = 1;
+    a.angleLimit = 10;
+    return {c, a};
+  }
+};
+
+struct Tracking {
+  static void configure(ZelRcs rcs) {
+    require(zel_ftc_configTrackingMotionMode(rcs, FT_FZ, expected.data(), gain.data(),
+                                             breakBand.data(), pathSpeed) == 1,
+            "the mode was refused");
+  }
+  template <typename Path>
+  static eigen_cycle::Tracking<Path> follow(eigen_cycle::Config c, const Path& path) {
+    c.band = vector(breakBand);
+    return {c, path, metres(pathStart)};
+  }
+};
+
+struct Line : Tracking {
+  static int run(Six& out, Six& pose, zel_ftc_error& err) {
+    return zel_ftc_runTrackingMotionL(out.data(), pathStart.data(), pathEnd.data(), pose.data(),
+                                      &err);
+  }
+  static auto inEigen(const eigen_cycle::Config& c) {
+    return follow(
+        c, eigen_cycle::Line(metres(pathStart), metres(pathEnd), 0.001 * pathSpeed, c.period));
+  }
+};
+
+struct Arc : Tracking {
+  static int run(Six& out, Six& pose, zel_ftc_error& err) {
+    return zel_ftc_runTrackingMotionC(out.data(), pathStart.data(), pathVia.data(), pathEnd.data(),
+                                      pose.data(), &err);
+  }
+  static auto inEigen(const eigen_cycle::Config& c) {
+    return follow(c, eigen_cycle::Arc(metres(pathStart), metres(pathVia), metres(pathEnd),
+                                      0.001 * pathSpeed, c.period));
+  }
+};
+
+template <typename Mode>
+void flatCycle(benchmark::State& state) {
+  openConfigured();
+  Mode::configure(static_cast<ZelRcs>(state.range(0)));
   std::size_t i = 0;
   Six out{};
   zel_ftc_error err{};
   for (auto _ : state) {
     Six pose = workload.pose[i % Workload::size], wrench = workload.wrench[i % Workload::size];
     ++i;
-    approach.feed(wrench.data());
-    benchmark::DoNotOptimize(approach.cycle(out.data(), pose.data(), &err));
+    zel_ftc_obtainFTSensorData(wrench.data());
+    benchmark::DoNotOptimize(Mode::run(out, pose, err));
     benchmark::DoNotOptimize(out);
   }
-  require(err.ftc_code == ZEL_RUN_RUNNING);
+  require(err.ftc_code == ZEL_RUN_RUNNING, "the run has ended");
+  zel_ftc_close();
 }
 
-BENCHMARK(flatApproachCycle)->ArgName("rcs")->Arg(WORLD)->Arg(TOOL)->Arg(SENSOR);
-BENCHMARK_CAPTURE(eigenApproachCycle, stepByStep, false)
-    ->ArgName("rcs")
-    ->Arg(WORLD)
-    ->Arg(TOOL)
-    ->Arg(SENSOR);
-BENCHMARK_CAPTURE(eigenApproachCycle, poseShared, true)
-    ->ArgName("rcs")
-    ->Arg(WORLD)
-    ->Arg(TOOL)
-    ->Arg(SENSOR);
+/// Both cycles command the same poses: otherwise their times are not to be compared.
+template <typename Mode, typename EigenCycle>
+void requireAgreement(int rcs, EigenCycle cycle) {
+  openConfigured();
+  Mode::configure(static_cast<ZelRcs>(rcs));
+  for (std::size_t i = 0; i < Workload::size; ++i) {
+    Six pose = workload.pose[i], wrench = workload.wrench[i], flat{}, eigen{};
+    zel_ftc_error err{};
+    zel_ftc_obtainFTSensorData(wrench.data());
+    cycle.feed(wrench.data());
+    require(Mode::run(flat, pose, err) == 1 && cycle.cycle(eigen.data(), pose.data(), &err) == 1,
+            "the run has ended");
+    for (std::size_t k = 0; k < 6; ++k) {
+      require(std::fabs(flat[k] - eigen[k]) < 1e-9, "the Eigen cycle commands another pose");
+    }
+  }
+  zel_ftc_close();
+}
+
+template <typename Mode>
+void eigenCycle(benchmark::State& state, bool sharesCurrentPose) {
+  const int rcs = static_cast<int>(state.range(0));
+  auto cycle =
+      Mode::inEigen(eigenConfig(static_cast<ZelCartesianCoordinate>(rcs), sharesCurrentPose));
+  requireAgreement<Mode>(rcs, cycle);
+  std::size_t i = 0;
+  Six out{};
+  zel_ftc_error err{};
+  for (auto _ : state) {
+    Six pose = workload.pose[i % Workload::size], wrench = workload.wrench[i % Workload::size];
+    ++i;
+    cycle.feed(wrench.data());
+    benchmark::DoNotOptimize(cycle.cycle(out.data(), pose.data(), &err));
+    benchmark::DoNotOptimize(out);
+  }
+  require(err.ftc_code == ZEL_RUN_RUNNING, "the run has ended");
+}
+
+template <typename Mode>
+bool registerCycles(const std::string& mode) {
+  using benchmark::RegisterBenchmark;
+  const auto inFrames = [](benchmark::internal::Benchmark* b) {
+    b->ArgName("rcs")->Arg(WORLD)->Arg(TOOL)->Arg(SENSOR);
+  };
+  inFrames(RegisterBenchmark(("flat" + mode + "Cycle").c_str(), flatCycle<Mode>));
+  const std::string eigen = "eigen" + mode + "Cycle/";
+  inFrames(RegisterBenchmark((eigen + "stepByStep").c_str(), eigenCycle<Mode>, false));
+  inFrames(RegisterBenchmark((eigen + "poseShared").c_str(), eigenCycle<Mode>, true));
+  return true;
+}
+[[maybe_unused]] const bool registered = registerCycles<Approach>("Approach") &&
+                                         registerCycles<Line>("Line") && registerCycles<Arc>("Arc");
 
 // ---- transform operations ----------------------------------------------------------------------
 

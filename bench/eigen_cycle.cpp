@@ -9,6 +9,7 @@ using Eigen::AngleAxisd;
 using Eigen::Isometry3d;
 using Eigen::Matrix3d;
 using Eigen::Vector3d;
+using Eigen::Vector4d;
 
 Isometry3d transformOf(const Vector6& pose) {
   Isometry3d T = Isometry3d::Identity();
@@ -77,55 +78,45 @@ void writeText(char* to, const char* text) {
 
 constexpr int offsetOfForce[6] = {0, 1, 2, 5, 4, 3};
 
+/// Position and quaternion (w, x, y, z).
+Vector7 withQuaternion(const Isometry3d& T) {
+  const Eigen::Quaterniond q(T.linear());
+  Vector7 pose;
+  pose << T.translation(), q.w(), q.x(), q.y(), q.z();
+  return pose;
+}
+
+/// The quaternion is not normalised.
+Isometry3d transformOfQuaternion(const Vector7& pose) {
+  const double w = pose[3], x = pose[4], y = pose[5], z = pose[6];
+  Isometry3d T = Isometry3d::Identity();
+  T.linear() << 2 * (w * w + x * x) - 1, 2 * (x * y - w * z), 2 * (x * z + w * y),  //
+      2 * (x * y + w * z), 2 * (w * w + y * y) - 1, 2 * (y * z - w * x),            //
+      2 * (x * z - w * y), 2 * (y * z + w * x), 2 * (w * w + z * z) - 1;
+  T.translation() = pose.head<3>();
+  return T;
+}
+
 }  // namespace
 
-Approach::Approach(const Config& config)
+// ---- what all runs do alike --------------------------------------------------------------------
+
+template <typename Mode>
+Run<Mode>::Run(const Config& config)
     : c_(config),
       T_flange_sensor_(transformOf(config.flange_sensor)),
       T_sensor_tool_(transformOf(config.sensor_tool)),
       T_sensor_flange_(T_flange_sensor_.inverse()),
-      T_base_start_(Isometry3d::Identity()),
       X_tool_sensor_(wrenchTransform(T_sensor_tool_.inverse())) {}
 
-void Approach::feed(const double* wrench) {
+template <typename Mode>
+void Run<Mode>::feed(const double* wrench) {
   fed_ = Eigen::Map<const Vector6>(wrench);
   ++counter_;
 }
 
-int Approach::cycle(double* out, const double* now, zel_ftc_error* err) {
-  info_.code = FT_N0RMAL;
-  info_.IPOC = counter_;
-  writeText(info_.code_info, "The sensor is operating normally.");
-  const Vector6 raw = fed_;
-  zel_error error;
-  err->ft_code = error.sensor_code = info_.code;
-  err->ft_ipoc = error.sensor_ipoc = info_.IPOC;
-
-  const auto fail = [&](int code, const char* text) {
-    running_ = false;
-    error.code = code;
-    writeText(error.err_msg, text);
-    std::memcpy(out, now, 6 * sizeof(double));
-    err->ftc_code = code;
-    return 0;
-  };
-
-  Vector6 pose = Eigen::Map<const Vector6>(now);
-  pose.head<3>() *= 0.001;
-  if (!running_) {
-    started_ = std::chrono::system_clock::now();
-    start_ = pose;
-    T_base_start_ = transformOf(start_);
-    forceLead_ = gainLead_ = {};
-    last_.IPOC = 0;
-    running_ = true;
-  }
-  if (allMarked(stalls_, last_.IPOC == info_.IPOC)) return fail(10001, "Sensor timed out!!!");
-  last_ = info_;
-  if ((raw.array().abs() > c_.maxLoad.array()).any()) return fail(10002, "Sensor overload!!!");
-
-  // Measurement
-  const Isometry3d T_base_now = transformOf(pose);
+template <typename Mode>
+void Run<Mode>::measure(const Isometry3d& T_base_now, const Vector6& raw) {
   const Isometry3d T_base_sensor = T_base_now * T_flange_sensor_;
   const Vector3d up = T_base_sensor.linear().row(2);
   Vector6 gravity;
@@ -148,81 +139,244 @@ int Approach::cycle(double* out, const double* now, zel_ftc_error* err) {
     if (c_.deadForce > std::fabs(force_[i])) force_[i] = 0.0;
     if (c_.deadTorque > std::fabs(force_[i + 3])) force_[i + 3] = 0.0;
   }
+}
+
+template <typename Mode>
+Vector6 Run<Mode>::perAxisLaw() const {
+  Vector6 offset;
+  for (int k = 0; k < 6; ++k) {
+    offset[offsetOfForce[k]] = (force_[k] + c_.expected[k]) * c_.gain[k];
+  }
+  return offset;
+}
+
+template <typename Mode>
+Isometry3d Run<Mode>::offsetInFrame(const Isometry3d& T, const Isometry3d& T_offset) const {
+  switch (c_.rcs) {
+    case TOOL:
+      return T * T_offset;
+    case SENSOR:
+      return T * T_sensor_flange_ * T_flange_sensor_ * T_offset;
+    default:
+      return T_offset * T;
+  }
+}
+
+template <typename Mode>
+int Run<Mode>::cycle(double* out, const double* now, zel_ftc_error* err) {
+  Mode& mode = static_cast<Mode&>(*this);
+  info_.code = FT_N0RMAL;
+  info_.IPOC = counter_;
+  writeText(info_.code_info, "The sensor is operating normally.");
+  const Vector6 raw = fed_;
+  zel_error error;
+  err->ft_code = error.sensor_code = info_.code;
+  err->ft_ipoc = error.sensor_ipoc = info_.IPOC;
+
+  const auto fail = [&](int code, const char* text) {
+    running_ = false;
+    error.code = code;
+    writeText(error.err_msg, text);
+    std::memcpy(out, now, 6 * sizeof(double));
+    err->ftc_code = code;
+    return 0;
+  };
+
+  Vector6 pose = Eigen::Map<const Vector6>(now);
+  pose.head<3>() *= 0.001;
+  if (!running_) {
+    mode.start(pose);
+    last_.IPOC = 0;
+    running_ = true;
+  }
+  if (allMarked(stalls_, last_.IPOC == info_.IPOC)) return fail(10001, "Sensor timed out!!!");
+  last_ = info_;
+  if ((raw.array().abs() > c_.maxLoad.array()).any()) return fail(10002, "Sensor overload!!!");
+
+  const Isometry3d T_base_now = transformOf(pose);
+  measure(T_base_now, raw);
   if ((force_.array().abs() > c_.permitted.array()).any()) {
     return fail(11000, "Exceed the monitoring force value!!!");
   }
 
-  // Controller
-  Vector6 offset = Vector6::Zero();
-  if (phase_ == 0) {
-    const double e = c_.expected[c_.direction];
-    offset[offsetOfForce[c_.direction]] = std::fabs(e) / e * c_.speed * c_.period;
-    if (force_.tail<3>().norm() > c_.touchTorque || force_.head<3>().norm() > c_.touchForce) {
-      phase_ = 1;
-      std::memset(settled_, 0, sizeof settled_);
-    }
-  } else {
-    for (int k = 0; k < 6; ++k) {
-      offset[offsetOfForce[k]] = (force_[k] + c_.expected[k]) * c_.gain[k];
-    }
-    forceLead_.step(c_.expected[c_.direction], 200.0, c_.period);
-    gainLead_.step(c_.gain[c_.direction], 200.0, c_.period);
-    offset[c_.direction] = (force_[c_.direction] + forceLead_.v1) * gainLead_.v1;
-  }
+  const Vector6 offset = mode.request();
   history_[3] = history_[2];
   history_[2] = history_[1];
   history_[1] = history_[0];
   history_[0] = force_;
 
-  // Correction
   const Isometry3d T_base_expect = c_.sharesCurrentPose ? T_base_now : transformOf(pose);
-  const Isometry3d T_offset = transformOf(offset);
-  Isometry3d corrected;
-  switch (c_.rcs) {
-    case TOOL: {
-      Isometry3d turned = T_base_expect;
-      turned.linear() =
-          T_base_expect.linear() * T_flange_sensor_.linear() * T_sensor_tool_.linear();
-      corrected = turned * T_offset;
-      break;
-    }
-    case SENSOR:
-      corrected = T_base_expect * T_sensor_flange_ * T_flange_sensor_ * T_offset;
-      break;
-    default:
-      corrected = T_offset * T_base_expect;
-      break;
-  }
-  Vector6 command = poseOf(corrected);
-  command.head<3>() =
-      command.head<3>().cwiseMax(start_.head<3>() + c_.lower).cwiseMin(start_.head<3>() + c_.upper);
+  Vector6 command = mode.correct(T_base_expect, transformOf(offset));
 
-  // Termination
+  const Result result = mode.result(T_base_now, pose);
+  if (result.code != 80000) return fail(result.code, result.text);
+  command.head<3>() *= 1000.0;
+  Eigen::Map<Vector6>(out, 6) = command;
+  error.code = result.code;
+  writeText(error.err_msg, result.text);
+  err->ftc_code = error.code;
+  return 1;
+}
+
+// ---- approach ----------------------------------------------------------------------------------
+
+Approach::Approach(const Config& config, const ApproachConfig& approach)
+    : Run(config), a_(approach) {}
+
+void Approach::start(const Vector6& pose) {
+  started_ = std::chrono::system_clock::now();
+  start_ = pose;
+  T_base_start_ = transformOf(start_);
+  forceLead_ = gainLead_ = {};
+}
+
+Vector6 Approach::request() {
+  const int d = a_.direction;
+  if (phase_ == 0) {
+    Vector6 offset = Vector6::Zero();
+    const double e = c_.expected[d];
+    offset[offsetOfForce[d]] = std::fabs(e) / e * a_.speed * c_.period;
+    if (force_.tail<3>().norm() > a_.touchTorque || force_.head<3>().norm() > a_.touchForce) {
+      phase_ = 1;
+      std::memset(settled_, 0, sizeof settled_);
+    }
+    return offset;
+  }
+  Vector6 offset = perAxisLaw();
+  forceLead_.step(c_.expected[d], 200.0, c_.period);
+  gainLead_.step(c_.gain[d], 200.0, c_.period);
+  offset[d] = (force_[d] + forceLead_.v1) * gainLead_.v1;
+  return offset;
+}
+
+Vector6 Approach::correct(const Isometry3d& T_base_expect, const Isometry3d& T_offset) {
+  Isometry3d T = T_base_expect;
+  if (c_.rcs == TOOL) {
+    T.linear() = T_base_expect.linear() * T_flange_sensor_.linear() * T_sensor_tool_.linear();
+  }
+  Vector6 command = poseOf(offsetInFrame(T, T_offset));
+  command.head<3>() =
+      command.head<3>().cwiseMax(start_.head<3>() + a_.lower).cwiseMin(start_.head<3>() + a_.upper);
+  return command;
+}
+
+Approach::Result Approach::result(const Isometry3d& T_base_now, const Vector6& pose) {
   const Isometry3d T_base_end = c_.sharesCurrentPose ? T_base_now : transformOf(pose);
   const Vector6 travelled = poseOf(T_base_end.inverse() * T_base_start_);
-  if (travelled.head<3>().norm() > c_.pathLimit || travelled.tail<3>().norm() > c_.angleLimit) {
-    return fail(11005, "Exceeding the total correction value!!!");
+  if (travelled.head<3>().norm() > a_.pathLimit || travelled.tail<3>().norm() > a_.angleLimit) {
+    return {11005, "Exceeding the total correction value!!!"};
   }
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
       std::chrono::system_clock::now() - started_);
-  if (static_cast<double>(elapsed.count()) > c_.timeOut) {
-    return fail(11006, "Contact mode timeout!!!");
-  }
+  if (static_cast<double>(elapsed.count()) > a_.timeOut) return {11006, "Contact mode timeout!!!"};
   bool settled = true;
   for (int i = 0; i < 6; ++i) {
     const double error6 = std::fabs(c_.expected[i] + force_[i]);
     if (c_.band[i] != 0.0 && error6 > c_.band[i]) settled = false;
   }
-  if (allMarked(settled_, settled) && travelled.head<3>().norm() > c_.minPath) {
-    return fail(80001, "End.");
+  if (allMarked(settled_, settled) && travelled.head<3>().norm() > a_.minPath) {
+    return {80001, "End."};
   }
-
-  command.head<3>() *= 1000.0;
-  Eigen::Map<Vector6>(out, 6) = command;
-  error.code = 80000;
-  writeText(error.err_msg, "Running.");
-  err->ftc_code = error.code;
-  return 1;
+  return {80000, "Running."};
 }
+
+// ---- tracking ----------------------------------------------------------------------------------
+
+Line::Line(const Vector6& start, const Vector6& end, double speed, double period) {
+  stepMax_ = (end - start).head<3>().norm() / speed / period;
+  step_ = (withQuaternion(transformOf(end)) - withQuaternion(transformOf(start))) / stepMax_;
+}
+
+Vector7 Line::advance(const Vector7& expect, Vector7& nominal) {
+  nominal += step_;
+  now_ += 1.0;
+  return expect + step_;
+}
+
+Arc::Arc(const Vector6& start, const Vector6& via, const Vector6& end, double speed,
+         double period) {
+  const Vector3d P1 = start.head<3>(), P2 = via.head<3>(), P3 = end.head<3>();
+  const Vector3d n = (P1 - P3).cross(P2 - P3);
+  Matrix3d A;
+  A << n.transpose(), (P2 - P1).transpose(), (P3 - P2).transpose();
+  const Vector3d b(n.dot(P3), (P2.squaredNorm() - P1.squaredNorm()) / 2,
+                   (P3.squaredNorm() - P2.squaredNorm()) / 2);
+  const Vector3d centre = A.inverse() * b;
+  radius_ = (P1 - centre).norm();
+  T_base_circle_ = Isometry3d::Identity();
+  T_base_circle_.linear().col(0) = (P1 - centre) / radius_;
+  T_base_circle_.linear().col(2) = n.normalized();
+  T_base_circle_.linear().col(1) = n.normalized().cross((P1 - centre) / radius_);
+  T_base_circle_.translation() = centre;
+  const auto angleOf = [&](const Vector3d& P) {
+    const Vector3d p = T_base_circle_.inverse() * P;
+    const double angle = std::atan2(p.y(), p.x());
+    return angle < 0 ? angle + 2 * M_PI : angle;
+  };
+  sweep_ = angleOf(P3);
+  stepVia_ = radius_ * angleOf(P2) / speed / period;
+  stepMax_ = radius_ * sweep_ / speed / period;
+  const Vector4d q1 = withQuaternion(transformOf(start)).tail<4>();
+  const Vector4d q2 = withQuaternion(transformOf(via)).tail<4>();
+  const Vector4d q3 = withQuaternion(transformOf(end)).tail<4>();
+  turnToVia_ = (q2 - q1) / stepVia_;
+  turnToEnd_ = (q3 - q2) / (stepMax_ - stepVia_);
+}
+
+Vector3d Arc::pointAt(double angle) const {
+  return T_base_circle_ * Vector3d(radius_ * std::cos(angle), radius_ * std::sin(angle), 0.0);
+}
+
+Vector7 Arc::advance(const Vector7& expect, Vector7& nominal) {
+  Vector7 step;
+  step.head<3>() = pointAt(now_ * sweep_ / stepMax_) - pointAt((now_ - 1.0) * sweep_ / stepMax_);
+  step.tail<4>() = stepVia_ > now_ ? turnToVia_ : turnToEnd_;
+  nominal += step;
+  now_ += 1.0;
+  return expect + step;
+}
+
+template <typename Path>
+Tracking<Path>::Tracking(const Config& config, const Path& path, const Vector6& pathStart)
+    : Base(config), path_(path), pathStart_(pathStart) {}
+
+template <typename Path>
+void Tracking<Path>::start(const Vector6& /*pose*/) {
+  nominal_ = withQuaternion(transformOf(pathStart_));
+}
+
+template <typename Path>
+Vector6 Tracking<Path>::correct(const Isometry3d& T_base_expect, const Isometry3d& T_offset) {
+  const Vector7 next = path_.advance(withQuaternion(T_base_expect), nominal_);
+  return poseOf(this->offsetInFrame(transformOfQuaternion(next), T_offset));
+}
+
+template <typename Path>
+typename Tracking<Path>::Base::Result Tracking<Path>::result(const Isometry3d& /*T_base_now*/,
+                                                             const Vector6& /*pose*/) {
+  static constexpr int bitOfAxis[6] = {64, 32, 8, 4, 2, 1};
+  const auto& last = this->history_;
+  // The set point of the approach record is zero here: the error is the force itself.
+  const Vector6 change =
+      (last[2] - last[3]) + ((this->force_ - last[0]) + (last[0] - last[1]) + (last[1] - last[2]));
+  int tripped = 0;
+  for (int i = 0; i < 6; ++i) {
+    const double jump = 8.0 * std::fabs(change[i]), range = this->c_.band[i];
+    const bool beyond =
+        (range > 0.0 && this->force_[i] > range) || (range < 0.0 && range > this->force_[i]);
+    const bool trips = beyond && jump > std::fabs(range);
+    jump_[i] = trips ? jump : 0.0;
+    if (trips) tripped += bitOfAxis[i];
+  }
+  if (tripped != 0) return {80002 + tripped, "End."};
+  if (path_.ended()) return {80001, "End."};
+  return {80000, "Runing."};
+}
+
+template class Run<Approach>;
+template class Tracking<Line>;
+template class Run<Tracking<Line>>;
+template class Tracking<Arc>;
+template class Run<Tracking<Arc>>;
 
 }  // namespace eigen_cycle

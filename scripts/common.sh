@@ -24,15 +24,16 @@ install_packages() {
     "${missing[@]}" >/dev/null
 }
 
-# Configures (once) and builds a preset; prints the log only when something fails.
+# Configures (once) and builds a preset, all of it or the targets named; prints the log only when
+# something fails.
 build_preset() {
-  local preset=$1 log="$root/build/$1.log"
+  local preset=$1 log="$root/build/$1.log" targets=("${@:2}")
   mkdir -p "$root/build"
   if [ ! -f "$root/build/$preset/build.ninja" ]; then
     echo "Configuring $preset"
     cmake --preset "$preset" >"$log" 2>&1 || { cat "$log"; return 1; }
   fi
-  [ -z "$(ninja -C "$root/build/$preset" -n 2>/dev/null | grep -v 'no work to do')" ] ||
+  [ -z "$(ninja -C "$root/build/$preset" -n "${targets[@]}" 2>/dev/null | grep -v 'no work to do')" ] ||
     echo "Building $preset"
-  cmake --build --preset "$preset" >"$log" 2>&1 || { cat "$log"; return 1; }
+  cmake --build --preset "$preset" --target "${targets[@]:-all}" >"$log" 2>&1 || { cat "$log"; return 1; }
 }
