@@ -161,21 +161,29 @@ struct Arc : Tracking {
   }
 };
 
-template <typename Mode>
-void flatCycle(benchmark::State& state) {
-  openConfigured();
-  Mode::configure(static_cast<ZelRcs>(state.range(0)));
+/// Measures `cycle(wrench, pose, out, err)` over the workload.
+template <typename Cycle>
+void overCycles(benchmark::State& state, Cycle cycle) {
   std::size_t i = 0;
   Six out{};
   zel_ftc_error err{};
   for (auto _ : state) {
     Six pose = workload.pose[i % Workload::size], wrench = workload.wrench[i % Workload::size];
     ++i;
-    zel_ftc_obtainFTSensorData(wrench.data());
-    benchmark::DoNotOptimize(Mode::run(out, pose, err));
+    benchmark::DoNotOptimize(cycle(wrench, pose, out, err));
     benchmark::DoNotOptimize(out);
   }
   require(err.ftc_code == ZEL_RUN_RUNNING, "the run has ended");
+}
+
+template <typename Mode>
+void flatCycle(benchmark::State& state) {
+  openConfigured();
+  Mode::configure(static_cast<ZelRcs>(state.range(0)));
+  overCycles(state, [](Six& wrench, Six& pose, Six& out, zel_ftc_error& err) {
+    zel_ftc_obtainFTSensorData(wrench.data());
+    return Mode::run(out, pose, err);
+  });
   zel_ftc_close();
 }
 
@@ -204,17 +212,10 @@ void eigenCycle(benchmark::State& state, bool sharesCurrentPose) {
   auto cycle =
       Mode::inEigen(eigenConfig(static_cast<ZelCartesianCoordinate>(rcs), sharesCurrentPose));
   requireAgreement<Mode>(rcs, cycle);
-  std::size_t i = 0;
-  Six out{};
-  zel_ftc_error err{};
-  for (auto _ : state) {
-    Six pose = workload.pose[i % Workload::size], wrench = workload.wrench[i % Workload::size];
-    ++i;
+  overCycles(state, [&](Six& wrench, Six& pose, Six& out, zel_ftc_error& err) {
     cycle.feed(wrench.data());
-    benchmark::DoNotOptimize(cycle.cycle(out.data(), pose.data(), &err));
-    benchmark::DoNotOptimize(out);
-  }
-  require(err.ftc_code == ZEL_RUN_RUNNING, "the run has ended");
+    return cycle.cycle(out.data(), pose.data(), &err);
+  });
 }
 
 template <typename Mode>

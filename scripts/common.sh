@@ -33,7 +33,8 @@ build_preset() {
     echo "Configuring $preset"
     cmake --preset "$preset" >"$log" 2>&1 || { cat "$log"; return 1; }
   fi
-  [ -z "$(ninja -C "$root/build/$preset" -n "${targets[@]}" 2>/dev/null | grep -v 'no work to do')" ] ||
+  ninja -C "$root/build/$preset" -n "${targets[@]}" 2>/dev/null | grep -q 'no work to do' ||
     echo "Building $preset"
-  cmake --build --preset "$preset" --target "${targets[@]:-all}" >"$log" 2>&1 || { cat "$log"; return 1; }
+  cmake --build --preset "$preset" --target "${targets[@]:-all}" >"$log" 2>&1 ||
+    { cat "$log"; return 1; }
 }
