@@ -62,7 +62,8 @@ inline RigidTransform transformFromPose(const double* pose) {
 
 /// One row of a product of transforms: `a` is the row of the left factor. The last row of B takes
 /// part: a translation in `a` that is not finite makes the whole row NaN.
-inline void rowOfProduct(const double* a, const RigidTransform& B, Pair* row) {
+[[gnu::always_inline]] inline void rowOfProduct(const double* a, const RigidTransform& B,
+                                                Pair* row) {
   constexpr Pair zero = {0.0, 0.0};
   constexpr Pair lastRow[2] = {{0.0, 0.0}, {0.0, 1.0}};
   for (int j = 0; j < 2; ++j) {
