@@ -18,7 +18,7 @@ namespace zel {
 /// A streamed reading: six values that arrived together and what the sensor said about them.
 struct SensorFrame {
   double value[6] = {};          ///< N, N m
-  ZelInfoCode code = FT_N0RMAL;  ///< status of this very frame
+  ZelInfoCode code = COMM_INIT;  ///< status of this very frame; before the first: none came yet
 };
 
 }  // namespace zel
@@ -182,7 +182,7 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   void setCODE(ZelInfoCode code) { CODE = code; }
   void getInfo(zel_ft_info_t& info);
   /// Copies the newest streamed reading, connected or not. True when the reading's own status and
-  /// CODE are both normal.
+  /// CODE are both normal; never before the first frame, whatever CODE says.
   bool getRawData(double* out);
   /// "buff: ", the bytes as decimal numbers, newline, to standard output.
   void PrintBuffer(const std::uint8_t* buf, int len);

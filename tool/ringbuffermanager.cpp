@@ -19,19 +19,21 @@
 // advancing. The writer waits for at most C2 and C3.
 //
 // Pairs of steps.
-//   W1..W3 with R1, R2: W1 fixed the room [DataEnd, DataEnd + len) as free. Until W3 only the
-//   reader
-//     changes the count, and only downwards: the held bytes shrink from the front and stay apart
-//     from that room. The low bits never run below 0 (n <= count) nor into the markers
-//     (count + len <= BufferLen < resetting), so W3 and R2 may come in either order.
-//   W1..W3 with C1: C1 compares with the exact count it saw. The writer never publishes the same
-//     count again (len > 0 and nobody else adds), so a C1 that succeeds drops exactly the bytes
-//     that were seen; a write published or begun since makes it fail and R1, R2 leave that write
-//     alone.
-//   W1 with C2, C3: the writer sees `resetting` and looks again; when W1 succeeds, C3 is over and
-//     DataEnd, read only after W1, is 0.
-//   ReadBuffer with W2: the reader copies only bytes counted in a DataCount it has read; W2 writes
-//     only bytes outside any such count until the reader itself has discarded them.
+//
+// W1..W3 with R1, R2: W1 fixed the room [DataEnd, DataEnd + len) as free. Until W3 only the reader
+// changes the count, and only downwards: the held bytes shrink from the front and stay apart from
+// that room. The low bits never run below 0 (n <= count) nor into the markers (count + len <=
+// BufferLen < resetting), so W3 and R2 may come in either order.
+//
+// W1..W3 with C1: C1 compares with the exact count it saw. The writer never publishes the same
+// count again (len > 0 and nobody else adds), so a C1 that succeeds drops exactly the bytes that
+// were seen; a write published or begun since makes it fail, and R1, R2 leave that write alone.
+//
+// W1 with C2, C3: the writer sees `resetting` and looks again; when W1 succeeds, C3 is over and
+// DataEnd, read only after W1, is 0.
+//
+// ReadBuffer with W2: the reader copies only bytes counted in a DataCount it has read; W2 writes
+// only bytes outside any such count until the reader itself has discarded them.
 //
 // Memory order. W3 releases the bytes and DataEnd; the reader's load and C1 acquire them (R2 and W1
 // are read-modify-writes and keep the release sequence of W3 alive). R2 and C3 release the reader's

@@ -37,11 +37,16 @@ class SensorStream : public Streaming {
 };
 
 TEST_F(SensorStream, NothingIsNormalBeforeTheFirstFrame) {
-  const Reading reading = read(sensor);
+  Reading reading = read(sensor);
   EXPECT_FALSE(reading.normal);
   EXPECT_EQ(reading.info.code, COMM_INIT);
   EXPECT_EQ(reading.info.IPOC, 0);
   EXPECT_EQ(reading.value[0], 0.0);
+  // The status of the first frame is there a moment before the frame.
+  sensor.setCODE(FT_N0RMAL);
+  reading = read(sensor);
+  EXPECT_FALSE(reading.normal);
+  EXPECT_EQ(reading.info.code, COMM_INIT);
 }
 
 TEST_F(SensorStream, MergedFramesCountEachAndTheNewestWins) {
