@@ -122,16 +122,6 @@ TEST(RVector, VexTakesThreeEntriesWithoutAveraging) {
   EXPECT_THAT(elements(RVector::vex3(R)), testing::ElementsAre(7, 2, 3));
 }
 
-TEST(RVector, BuildingFromPieces) {
-  EXPECT_THAT(elements(RVector::catRVector(vectorOf({1, 2, 3}), vectorOf({4, 5, 6, 7}))),
-              testing::ElementsAre(1, 2, 3, 4, 5, 6, 7));
-  EXPECT_THAT(elements(RVector::setSize(2)), testing::ElementsAre(0, 0));
-  RMatrix M(2, 4);
-  M.value[0][0] = 5;
-  M.value[1][1] = 6;
-  EXPECT_THAT(elements(RVector::diagRVector(M)), testing::ElementsAre(5, 6));
-}
-
 // ---- processAngle -----------------------------------------------------------------------------
 
 double subtractedTurnByTurn(double x) {
