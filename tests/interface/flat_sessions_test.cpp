@@ -192,6 +192,9 @@ TEST_F(FlatTest, EveryArgumentArrivesWhereItBelongs) {
   EXPECT_EQ(
       std::memcmp(&openTool().assemblyConfig, &direct.assemblyConfig, sizeof direct.assemblyConfig),
       0);
+  EXPECT_EQ(direct.assemblyConfig.pathOut, 1);
+  EXPECT_EQ(direct.assemblyConfig.timeOut, 8000u);
+  EXPECT_EQ(openTool().correctionLimit.angle, 0.4);
   next();
   const int assembled = zel_ftc_runAssembly(out.data(), pose.data(), &err);
   sameOut(directOut, assembled,

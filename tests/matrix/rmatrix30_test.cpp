@@ -19,6 +19,7 @@ TEST(RMatrix30, SizeConstructorAlwaysFlagsEmptiness) {
   EXPECT_TRUE(RMatrix30::setSize(12, 4).IsAmpty);
   EXPECT_TRUE(RMatrix30().IsAmpty);
   EXPECT_FALSE(RMatrix30(3).IsAmpty);
+  EXPECT_EQ(RMatrix30::RIdentity(4).value[3][3], 1.0);
   EXPECT_TRUE(RMatrix30(0).IsAmpty);
 }
 

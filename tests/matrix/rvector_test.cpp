@@ -116,6 +116,13 @@ TEST(RVector, CrossProductAndSkewMatrixAgree) {
       << "the middle component is a negated difference";
 }
 
+TEST(RVector, DiagonalIsAsLongAsTheShorterSide) {
+  RMatrix M(2, 4);
+  M.value[0][0] = 5;
+  M.value[1][1] = 6;
+  EXPECT_THAT(elements(RVector::diagRVector(M)), testing::ElementsAre(5, 6));
+}
+
 TEST(RVector, VexTakesThreeEntriesWithoutAveraging) {
   RMatrix R(3, 3);
   for (int i = 0; i < 9; ++i) R.value[i / 3][i % 3] = i;
