@@ -4,14 +4,13 @@
 #include <cmath>
 #include <limits>
 
-#include "tool_fixture.h"
+#include "robot/ZelFTCTool.h"
 
 namespace zel::test {
 namespace {
 
 using testing::Each;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double inf = std::numeric_limits<double>::infinity();
@@ -31,46 +30,7 @@ TEST(Construction, NothingIsConfiguredAndNothingRuns) {
   EXPECT_EQ(tool.getTimeStep(), 8.0);
   EXPECT_EQ(tool._f_min, 0.25);
   EXPECT_EQ(tool._m_min, 0.0025);
-  EXPECT_EQ(tool.gravityCalibrationData.size, 0u);
-  for (const RVector* v :
-       {&tool.rcs_ft_data, &tool.PosStart, &tool.PosFTC, &tool.ldd_ft0, &tool.ft_data_base,
-        &tool.ftc_path_offset, &tool.FTconfig.flange_sensor, &tool.FTconfig.sensor_tool}) {
-    EXPECT_EQ(v->size, 6u);
-    EXPECT_THAT(v->value, Each(0.0));
-  }
-  for (const RVector* v :
-       {&tool.MoveLrv_q, &tool.MoveCrv_b_q, &tool.MoveCrv_c_q, &tool.PosMoveExpect_q}) {
-    EXPECT_EQ(v->size, 7u);
-    EXPECT_THAT(v->value, Each(0.0));
-  }
-}
-
-TEST(Settings, LengthsAreStoredInMetresTheRestAsGiven) {
-  ZelFTCTool tool;
-  double load[] = {10, 20, 30, 4, 5, 6}, mount[] = {11, -22, 33, 0.1, -0.2, 0.3},
-         tip[] = {-1, 2, 150, 1.5, 0.5, -2.5};
-  EXPECT_TRUE(tool.setSensorConfig(load, mount, tip));
-  EXPECT_TRUE(tool.isSetSensorConfig);
-  EXPECT_THAT(tool.FTconfig.MaxLoad, ElementsAreArray(load));
-  const double mountMetres[] = {0.001 * 11, 0.001 * -22, 0.001 * 33, 0.1, -0.2, 0.3};
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(tool.FTconfig.flange_sensor.value[i], mountMetres[i]);
-  EXPECT_EQ(tool.FTconfig.sensor_tool.value[2], 0.001 * 150);
-  EXPECT_EQ(tool.FTconfig.sensor_tool.value[5], -2.5);
-
-  double most[] = {1, 2, 3}, least[] = {-4, -5, -6};
-  EXPECT_TRUE(tool.setCorrectionLimit(most, least, 0.7));
-  EXPECT_TRUE(tool.isSetCorrectionLimit);
-  EXPECT_THAT(tool.correctionLimit.max, ElementsAre(1 * 0.001, 2 * 0.001, 3 * 0.001));
-  EXPECT_THAT(tool.correctionLimit.min, ElementsAre(-4 * 0.001, -5 * 0.001, -6 * 0.001));
-  EXPECT_EQ(tool.correctionLimit.angle, 0.7);
-
-  EXPECT_TRUE(tool.setMonitoringFunctions(load));
-  EXPECT_TRUE(tool.isSetMonitoringFunctions);
-  EXPECT_THAT(tool.monitoringFunctions.MaxPermissibleLoad, ElementsAreArray(load));
-  EXPECT_TRUE(tool.setCorrectionMonitoring(70, 0.5));
-  EXPECT_TRUE(tool.isSetCorrectionMonitoring);
-  EXPECT_EQ(tool.correctionMonitoring.path, 70 * 0.001);
-  EXPECT_EQ(tool.correctionMonitoring.angle, 0.5);
+  EXPECT_THAT(tool.ft_data_base.value, Each(0.0)) << "what WORLD and BASE measure";
 }
 
 TEST(Settings, TimeStepTakesFourToAHundredMilliseconds) {
@@ -135,85 +95,19 @@ TEST(Settings, MinimumValuesByName) {
   EXPECT_THAT(tool.correctionLimit.minpath_group, ElementsAre(1 * 0.001, 2 * 0.001, 3 * 0.001));
 }
 
-struct Modes : testing::Test {
+TEST(Settings, ApproachAlonePrintsWhatItStoredInOneLine) {
   ZelFTCTool tool;
-  double gain[6] = {1, 2, 3, 4, 5, 7}, band[6] = {0.5, 0, -1, 2, nan, 3};
-  double expected[6] = {1, -2, 3, -4, 5, -6};
-
-  std::string approach() {
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(tool.configApproachMode(TOOL, MY, -12.5, gain, 15, 4, 0.3, band, 5000));
-    return testing::internal::GetCapturedStdout();
-  }
-  bool assembly() {
-    return tool.configAssemblyMode(BASE, FX, 6, gain, 25, 3, 0.2, band, 800, 42, 43, 44);
-  }
-  bool tracking() { return tool.configTrackingMotionMode(BASE, FX, expected, gain, band, 250); }
-};
-
-TEST_F(Modes, OnlyTheLastOneIsUsable) {
-  approach();
-  EXPECT_TRUE(tool.isSetApproach && !tool.isSetAssembly && !tool.isSetTrackingMotion);
-  EXPECT_TRUE(assembly());
-  EXPECT_TRUE(!tool.isSetApproach && tool.isSetAssembly && !tool.isSetTrackingMotion);
-  EXPECT_TRUE(tracking());
-  EXPECT_TRUE(!tool.isSetApproach && !tool.isSetAssembly && tool.isSetTrackingMotion);
-  approach();
-  EXPECT_TRUE(tool.isSetApproach && !tool.isSetAssembly && !tool.isSetTrackingMotion);
-}
-
-TEST_F(Modes, ApproachAndAssemblyExpectAForceOnTheirMainAxisOnly) {
-  tool.ApproachMode = 1;
-  approach();
-  EXPECT_EQ(tool.ApproachMode, 0);
-  const auto& a = tool.approachConfig;
-  EXPECT_EQ(a.rcs, TOOL);
-  EXPECT_EQ(a.mainDirection, MY);
-  EXPECT_THAT(a.setExpectFT, ElementsAre(0, 0, 0, 0, -12.5, 0));
-  EXPECT_EQ(a.translationalMotion, 15 * 0.001);
-  EXPECT_EQ(a.switchingForce, 4);
-  EXPECT_EQ(a.switchingTorque, 0.3);
-  EXPECT_EQ(a.timeOut, 5000u);
-
-  tool.ApproachMode = 1;
-  EXPECT_TRUE(assembly());
-  EXPECT_EQ(tool.ApproachMode, 1);
-  const auto& b = tool.assemblyConfig;
-  EXPECT_THAT(b.setExpectFT, ElementsAre(6, 0, 0, 0, 0, 0));
-  EXPECT_EQ(b.pathOut, 42);
-  EXPECT_EQ(tool.correctionLimit.minPath, 0) << "the minimum path of a mode is ignored";
-  EXPECT_EQ(a.mainDirection, MY) << "the approach record is left alone";
-
-  EXPECT_TRUE(tracking());
-  EXPECT_THAT(tool.trackingMotionConfig.setExpectFT, ElementsAreArray(expected));
-  EXPECT_EQ(tool.trackingMotionConfig.setDesiredSpeed, 250 * 0.001);
-  EXPECT_TRUE(std::isnan(tool.trackingMotionConfig.breakConditionRange[4]));
-}
-
-TEST_F(Modes, GainsAreScaledWithThePeriodOfTheirConfiguration) {
+  double gain[6] = {1, 2, 3, 4, 5, 7}, band[6] = {0.5, 0, -1, 2, 6, 3}, expected[6] = {};
   tool.setTimeStep(10);
-  approach();
-  assembly();
-  tracking();
-  tool.setTimeStep(20);
-  for (const double* kr :
-       {tool.approachConfig.setKR, tool.assemblyConfig.setKR, tool.trackingMotionConfig.setKR}) {
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(kr[i], gain[i] * 0.001 * (10 * 0.001));
-  }
-}
-
-TEST_F(Modes, ApproachPrintsWhatItStoredInOneLine) {
-  band[4] = 6;
-  tool.setTimeStep(10);
-  EXPECT_EQ(approach(),
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(tool.configApproachMode(TOOL, MY, -12.5, gain, 15, 4, 0.3, band, 5000));
+  EXPECT_TRUE(tool.configAssemblyMode(BASE, FX, 6, gain, 25, 3, 0.2, band, 800, 42, 43, 44));
+  EXPECT_TRUE(tool.configTrackingMotionMode(BASE, FX, expected, gain, band, 250));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "2 4 0.015 4 0.3 5000"
             " 1e-05 2e-05 3e-05 4e-05 5e-05 7e-05"
             " 0.5 0 -1 2 6 3"
             " 0 0 0 0 -12.5 0\n");
-  testing::internal::CaptureStdout();
-  assembly();
-  tracking();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
 }  // namespace
