@@ -39,19 +39,6 @@ class Folder {
   std::filesystem::path path_;
 };
 
-const std::string header = "x,y,z,a,b,c,fx,fy,fz,mx,my,mz\n";
-const std::string row = "1,2,3,4,5,6,7,8,9,10,11,12\n";
-
-std::string refusal(const std::string& text) {
-  const Folder folder;
-  try {
-    example::readRecording(folder.write(text));
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return "accepted";
-}
-
 TEST(Recording, TakesColumnsInAnyOrderAndIgnoresOthers) {
   const Folder folder;
   const auto samples =
@@ -63,62 +50,20 @@ TEST(Recording, TakesColumnsInAnyOrderAndIgnoresOthers) {
 }
 
 TEST(Recording, RefusesWrongNumbersWithLineAndColumn) {
-  for (const std::string bad : {"", "nan", "-inf", "1e999", "7x", "0x7", "1 2", "--7"}) {
-    EXPECT_THAT(refusal(header + row + "1,2,3,4,5,6," + bad + ",8,9,10,11,12\n"),
-                HasSubstr("line 3, column \"fx\": \"" + bad + "\""));
-  }
-}
-
-TEST(Recording, RefusesWrongColumnsAndLines) {
-  EXPECT_THAT(refusal("x,y,z,a,b,c,fx,fy,fz,mx,my,tz\n" + row), HasSubstr("\"mz\""));
-  EXPECT_THAT(refusal("x,y,z,a,b,c,fx,fy,fz,mx,my,mz,x\n" + row), HasSubstr("\"x\""));
-  EXPECT_THAT(refusal(header + row + "1,2,3\n"), HasSubstr("line 3"));
-  EXPECT_THAT(refusal(header + "1,2,3,4,5,6,7,8,9,10,11,12,13\n"), HasSubstr("line 2"));
-  EXPECT_THAT(refusal(header), HasSubstr("no sample"));
-  EXPECT_THAT(refusal(""), HasSubstr("Header missing"));
-  EXPECT_THROW(example::readRecording("/no/such/file.csv"), std::exception);
-}
-
-Log flatLog(const char* run, const std::vector<double>& forces) {
-  Log log;
-  for (const double force : forces) {
-    Cycle cycle = {run, 0.004 * static_cast<double>(log.size()), {}, {}, {}, {}, 80000};
-    cycle.control[FZ] = -force;
-    log.push_back(cycle);
-  }
-  return log;
-}
-
-TEST(Report, StatisticsOfKnownValues) {
-  const example::Statistics s = example::statisticsOf({2, 4, 4, 4, 5, 5, 7, 9});
-  EXPECT_EQ(s.mean, 5.0);
-  EXPECT_DOUBLE_EQ(s.deviation, std::sqrt(32.0 / 7.0));
-  EXPECT_EQ(s.least, 2.0);
-  EXPECT_EQ(s.greatest, 9.0);
-  EXPECT_EQ(example::statisticsOf({}).count, 0u);
-}
-
-TEST(Report, ApproachSummaryFindsContactOvershootAndSettledForce) {
-  std::vector<double> forces = {0, 0.5, 2.0, 2.5, 11.5};
-  forces.insert(forces.end(), 20, 9.75);
-  example::ApproachMode mode;
-  const auto up = example::summarise(flatLog("approach", forces), mode);
-  ASSERT_TRUE(up.contact);
-  EXPECT_EQ(*up.contact, 3u) << "the switching force itself is no contact";
-  EXPECT_DOUBLE_EQ(up.contactTime, 0.012);
-  EXPECT_DOUBLE_EQ(up.overshoot, 1.5);
-  EXPECT_DOUBLE_EQ(up.settledForce, 9.75);
-
-  for (double& force : forces) force = -force;
-  mode.force = -10.0;
-  EXPECT_DOUBLE_EQ(example::summarise(flatLog("approach", forces), mode).overshoot, 1.5);
-  EXPECT_FALSE(example::summarise(flatLog("approach", {0, 1, 2}), mode).contact);
+  const Folder folder;
+  const std::string file = folder.write(
+      "x,y,z,a,b,c,fx,fy,fz,mx,my,mz\n"
+      "1,2,3,4,5,6,7,8,9,10,11,12\n"
+      "1,2,3,4,5,6,7x,8,9,10,11,12\n");
+  EXPECT_THAT(
+      [&] { example::readRecording(file); },
+      testing::ThrowsMessage<std::runtime_error>(HasSubstr("line 3, column \"fx\": \"7x\"")));
 }
 
 TEST(Report, DeviationIsMeasuredToTheSideOfThePath) {
   // The tool looks down; the path lies in the x-y plane, whatever the force control does along z.
   const example::Pose start = {100, 50, 20, 0, 0, pi};
-  Log log = flatLog("line", {0, 0, 0});
+  Log log(3, {"line", 0, {}, {}, {}, {}, 80000});
   log[0].actual = example::moved(start, 10, 0.5, -3);
   log[1].actual = example::moved(start, 20, -0.25, 2);
   log[2].actual = example::moved(start, 37, 0, 9);
@@ -128,7 +73,7 @@ TEST(Report, DeviationIsMeasuredToTheSideOfThePath) {
   EXPECT_NEAR(line.endPoint, 3.0, 1e-9);
 
   // Circle of radius 5 about (105, 50).
-  log = flatLog("arc", {0, 0});
+  log.assign(2, {"arc", 0, {}, {}, {}, {}, 80000});
   log[0].actual = example::moved(start, 5 + 3 * 1.1, 4 * 1.1, -7);
   log[1].actual = example::moved(start, 5 + 4 * 0.9, -3 * 0.9, 7);
   const auto arc = example::arcDeviation(log, start, example::moved(start, 5, 5, 0),

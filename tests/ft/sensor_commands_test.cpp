@@ -13,80 +13,55 @@ namespace {
 
 using Sensor = SensorEtherNet_UDP;
 
-const KalmanFilterPara firstFilter = {7, -70000, 3000000000U};
-const KalmanFilterPara secondFilter = {200, 513, 1};
-
-struct Operation {
-  const char* name;
-  std::function<bool(Sensor&)> call;
-  const char* packet;
-  bool codeChecked;                      ///< an answer with another command's code is a failure
-  std::function<bool(Sensor&)> setting;  ///< the operation of the sensor interface
-};
+const char* const alarmQuery = "F6 6F 03 00 00 26 38 88 6F F6";
 
 double transform[6] = {100.25, -200.5, 300.1259, -0.0011, 0.0009, 1.57};
 double thresholds[6] = {150, -150.5, 200.0019, 4, -4, 3.9999};
 
-const Operation operations[] = {
-    {"zeroReset", [](Sensor& s) { return s.zeroReset(); }, "F6 6F 03 00 00 0B F7 7D 6F F6", true,
-     [](Sensor& s) { return s.zeroFTSensor(); }},
-    {"saveUserSetting", [](Sensor& s) { return s.saveUserSetting(); },
-     "F6 6F 03 00 00 09 B5 5D 6F F6", true, [](Sensor& s) { return s.saveFTSensorUserSetting(); }},
-    {"setLowPassFilter", [](Sensor& s) { return s.setLowPassFilter(3); },
-     "F6 6F 04 00 00 18 03 79 3E 6F F6", true,
+struct Setting {
+  const char* packet;
+  bool codeChecked;  ///< an answer with another command's code is a failure
+  std::function<bool(Sensor&)> call;
+};
+
+const Setting settings[] = {
+    {"F6 6F 03 00 00 0B F7 7D 6F F6", true, [](Sensor& s) { return s.zeroFTSensor(); }},
+    {"F6 6F 03 00 00 09 B5 5D 6F F6", true, [](Sensor& s) { return s.saveFTSensorUserSetting(); }},
+    {"F6 6F 04 00 00 18 03 79 3E 6F F6", true,
      [](Sensor& s) { return s.setFTSensorLowPassFilter(3); }},
-    {"setToolTransform", [](Sensor& s) { return s.setToolTransform(transform); },
-     "F6 6F 1B 00 00 13 9A 87 01 00 CC F0 FC FF 5D 94 04 00 FF FF FF FF 00 00 00 00 22 06 00 00 "
+    {"F6 6F 1B 00 00 13 9A 87 01 00 CC F0 FC FF 5D 94 04 00 FF FF FF FF 00 00 00 00 22 06 00 00 "
      "5C C1 6F F6",
      true, [](Sensor& s) { return s.setFTSensorToolTransform(transform); }},
-    {"setEnableIIRFilter on", [](Sensor& s) { return s.setEnableIIRFilter(true); },
-     "F6 6F 04 00 00 37 01 E3 08 6F F6", false,
+    {"F6 6F 04 00 00 37 01 E3 08 6F F6", false,
      [](Sensor& s) { return s.setFTSensorIIRFilter(true); }},
-    {"setEnableIIRFilter off", [](Sensor& s) { return s.setEnableIIRFilter(false); },
-     "F6 6F 04 00 00 37 00 C2 18 6F F6", false,
+    {"F6 6F 04 00 00 37 00 C2 18 6F F6", false,
      [](Sensor& s) { return s.setFTSensorIIRFilter(false); }},
-    {"setEnableFIRFilter on", [](Sensor& s) { return s.setEnableFIRFilter(true); },
-     "F6 6F 04 00 00 32 01 16 F7 6F F6", false,
+    {"F6 6F 04 00 00 32 01 16 F7 6F F6", false,
      [](Sensor& s) { return s.setFTSensorFIRFilter(true); }},
-    {"setMedianFilterDepth", [](Sensor& s) { return s.setMedianFilterDepth(9); },
-     "F6 6F 04 00 00 20 09 0F 13 6F F6", false,
+    {"F6 6F 04 00 00 20 09 0F 13 6F F6", false,
      [](Sensor& s) { return s.setFTSensorMedianFilter(9); }},
-    {"setSmoothAverFilterDepth", [](Sensor& s) { return s.setSmoothAverFilterDepth(16); },
-     "F6 6F 04 00 00 31 10 55 A0 6F F6", true,
+    {"F6 6F 04 00 00 31 10 55 A0 6F F6", true,
      [](Sensor& s) { return s.setFTSensorSmoothAverFilter(16); }},
-    {"setNetIP", [](Sensor& s) { return s.setNetIP("192.168.1.77"); },
-     "F6 6F 07 00 00 19 C0 A8 01 4D 29 50 6F F6", true,
+    {"F6 6F 07 00 00 19 C0 A8 01 4D 29 50 6F F6", true,
      [](Sensor& s) { return s.setFTSensorNetIP("192.168.1.77"); }},
-    {"setNetMask", [](Sensor& s) { return s.setNetMask("255.255.254.0"); },
-     "F6 6F 07 00 00 1A FF FF FE 00 34 07 6F F6", true,
+    {"F6 6F 07 00 00 1A FF FF FE 00 34 07 6F F6", true,
      [](Sensor& s) { return s.setFTSensorNetMask("255.255.254.0"); }},
-    {"setNetGateway", [](Sensor& s) { return s.setNetGateway("10.0.0.2"); },
-     "F6 6F 07 00 00 1B 0A 00 00 02 82 51 6F F6", true,
+    {"F6 6F 07 00 00 1B 0A 00 00 02 82 51 6F F6", true,
      [](Sensor& s) { return s.setFTSensorNetGateway("10.0.0.2"); }},
-    {"setNetPortNumber", [](Sensor& s) { return s.setNetPortNumber(0xC012); },
-     "F6 6F 05 00 00 1C 12 C0 53 9B 6F F6", true,
+    {"F6 6F 05 00 00 1C 12 C0 53 9B 6F F6", true,
      [](Sensor& s) { return s.setFTSensorNetPortNumber(0xC012); }},
-    {"setAlarmSignal", [](Sensor& s) { return s.setAlarmSignal(); },
-     "F6 6F 03 00 00 28 F6 69 6F F6", true, [](Sensor& s) { return s.setFTSensorAlarmSignal(); }},
-    {"clearAlarmSignal", [](Sensor& s) { return s.clearAlarmSignal(); },
-     "F6 6F 03 00 00 23 9D D8 6F F6", true, [](Sensor& s) { return s.clearFTSensorAlarmSignal(); }},
-    {"setEnableAlarm", [](Sensor& s) { return s.setEnableAlarm(true); },
-     "F6 6F 04 00 00 25 01 F2 6D 6F F6", false, [](Sensor& s) { return s.setFTSensorAlarm(true); }},
-    {"setEnableAlarmNormalOpen", [](Sensor& s) { return s.setEnableAlarmNormalOpen(false); },
-     "F6 6F 04 00 00 27 00 B1 1B 6F F6", false,
+    {"F6 6F 03 00 00 28 F6 69 6F F6", true, [](Sensor& s) { return s.setFTSensorAlarmSignal(); }},
+    {"F6 6F 03 00 00 23 9D D8 6F F6", true, [](Sensor& s) { return s.clearFTSensorAlarmSignal(); }},
+    {"F6 6F 04 00 00 25 01 F2 6D 6F F6", false, [](Sensor& s) { return s.setFTSensorAlarm(true); }},
+    {"F6 6F 04 00 00 27 00 B1 1B 6F F6", false,
      [](Sensor& s) { return s.setFTSensorAlarmNormalOpen(false); }},
-    {"setAlarmThresholdValue", [](Sensor& s) { return s.setAlarmThresholdValue(thresholds); },
-     "F6 6F 1B 00 00 24 F0 49 02 00 1C B4 FD FF 41 0D 03 00 A0 0F 00 00 60 F0 FF FF 9F 0F 00 00 "
+    {"F6 6F 1B 00 00 24 F0 49 02 00 1C B4 FD FF 41 0D 03 00 A0 0F 00 00 60 F0 FF FF 9F 0F 00 00 "
      "29 84 6F F6",
      true, [](Sensor& s) { return s.setFTSensorAlarmThresholdValue(thresholds); }},
 };
 
-std::string acknowledgement(std::uint8_t command) {
-  return toHex(packetAround({0, 0, command}));
-}
-
-std::uint8_t commandOf(const Operation& operation) {
-  return fromHex(operation.packet)[5];
+Bytes acknowledgementOf(const Setting& setting) {
+  return command(fromHex(setting.packet)[5]);
 }
 
 /// A link without the start-up: commands run one by one.
@@ -101,41 +76,11 @@ class SensorCommands : public ::testing::Test {
   Sensor sensor;
 };
 
-TEST_F(SensorCommands, PacketAndAnswer) {
-  for (const Operation& operation : operations) {
-    SCOPED_TRACE(operation.name);
-    sensor.setCODE(COMM_INIT);
-    peer.expect(operation.packet, {acknowledgement(commandOf(operation))});
-    EXPECT_TRUE(operation.call(sensor));
-    EXPECT_EQ(sensor.CODE, COMM_INIT);
-
-    peer.expect(operation.packet, {acknowledgement(99)});
-    EXPECT_EQ(operation.call(sensor), !operation.codeChecked);
-    EXPECT_EQ(sensor.CODE, operation.codeChecked ? COMM_CMDRETURN_ERROR : COMM_INIT);
-
-    Bytes damaged = fromHex(acknowledgement(commandOf(operation)));
-    damaged[6] ^= 1;  // the CRC
-    sensor.setCODE(COMM_INIT);
-    peer.expect(operation.packet, {toHex(damaged)});
-    EXPECT_FALSE(operation.call(sensor));
-    EXPECT_EQ(sensor.CODE, COMM_CMDRETURN_ERROR);
-  }
-}
-
-TEST_F(SensorCommands, KalmanParameters) {
-  const char* packet =
-      "F6 6F 15 00 00 12 07 90 EE FE FF 00 5E D0 B2 C8 01 02 00 00 01 00 00 00 FA 2B 6F F6";
-  peer.expect(packet, {acknowledgement(18)});
-  EXPECT_TRUE(sensor.setKalmanFilterPara(firstFilter, secondFilter));
-  peer.expect("F6 6F 04 00 00 11 00 82 B4 6F F6", {acknowledgement(17)});
-  EXPECT_TRUE(sensor.setEnableKalmanFilter(false));
-}
-
 TEST_F(SensorCommands, AnswersInPiecesAndOfEveryLength) {
   // In pieces; with stale bytes before it, which are dropped; with the longest body there is.
   peer.send("F6 6F 1B 00 00 02 39 30");
   ASSERT_TRUE(eventually([&] { return sensor.R_FIFO.GetDataCount() == 8; }));
-  peer.expect("F6 6F 03 00 00 0B F7 7D 6F F6", {"F6", "6F 03 00", "00 0B F7", "7D 6F F6"});
+  peer.expect(zeroCommand, {"F6", "6F 03 00", "00 0B F7", "7D 6F F6"});
   EXPECT_TRUE(sensor.zeroReset());
 
   Bytes body(255, 0x33);
@@ -144,39 +89,32 @@ TEST_F(SensorCommands, AnswersInPiecesAndOfEveryLength) {
   const auto part = [&](std::ptrdiff_t from, std::ptrdiff_t to) {
     return toHex(Bytes(longest.begin() + from, longest.begin() + to));
   };
-  peer.expect("F6 6F 03 00 00 0B F7 7D 6F F6", {part(0, 128), part(128, 250), part(250, 262)});
-  EXPECT_TRUE(sensor.zeroReset());
   Bytes ret(255);
-  peer.expect("F6 6F 03 00 00 0B F7 7D 6F F6", {part(0, 128), part(128, 250), part(250, 262)});
+  peer.expect(zeroCommand, {part(0, 128), part(128, 250), part(250, 262)});
   EXPECT_TRUE(sensor.simpleCommunication(11, ret.data(), 100));
   EXPECT_EQ(ret, body);
 }
 
 TEST_F(SensorCommands, BadHeadsAndMissingAnswersFail) {
-  const char* zero = "F6 6F 03 00 00 0B F7 7D 6F F6";
   for (const char* answer : {"F6 F6 03 00 00 0B F7 7D 6F F6", "00 6F 03 00 00 0B F7 7D 6F F6",
                              "F6 6F 02 00 00 0F 1D 6F F6", "F6 6F 00 FF FF 6F F6", "F6 6F",
                              "F6 6F 03 00 00 0B F7 7D 6F"}) {
     SCOPED_TRACE(answer);
     sensor.setCODE(COMM_INIT);
-    peer.expect(zero, {answer});
+    peer.expect(zeroCommand, {answer});
     EXPECT_FALSE(sensor.zeroReset());
     EXPECT_EQ(sensor.CODE, COMM_CMDRETURN_ERROR);
   }
-  peer.expect(zero);
+  peer.expect(zeroCommand);
   EXPECT_FALSE(sensor.zeroReset());
 }
 
 TEST_F(SensorCommands, NoAnswerIsAwaitedWithoutATimeOrABuffer) {
   Bytes ret(255);
   const std::uint8_t argument = 1;
-  peer.expect("F6 6F 03 00 00 0B F7 7D 6F F6");
+  peer.expect(zeroCommand);
   EXPECT_TRUE(sensor.simpleCommunication(11, ret.data(), 0));
-  peer.expect("F6 6F 03 00 00 0B F7 7D 6F F6");
-  EXPECT_TRUE(sensor.simpleCommunication(11, nullptr, 100));
-  peer.expect("F6 6F 04 00 00 11 01 A3 A4 6F F6");
-  EXPECT_TRUE(sensor.simpleCommunication2(17, &argument, 1, ret.data(), 0));
-  peer.expect("F6 6F 04 00 00 11 01 A3 A4 6F F6", {acknowledgement(17)});
+  peer.expect("F6 6F 04 00 00 11 01 A3 A4 6F F6", {toHex(command(17))});
   EXPECT_TRUE(sensor.simpleCommunication2(17, &argument, 1, nullptr, 100));
   EXPECT_FALSE(sensor.simpleCommunication2(17, &argument, 253, ret.data(), 100));
 }
@@ -199,89 +137,105 @@ TEST_F(SensorCommands, Identity) {
   EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
 }
 
-TEST_F(SensorCommands, AlarmAxes) {
-  const char* query = "F6 6F 03 00 00 26 38 88 6F F6";
+TEST_F(SensorCommands, AlarmAxesOfAShortAnswerAreNotTaken) {
   Bytes axes(6, 0xEE);
-  peer.expect(query, {"F6 6F 09 00 00 26 00 01 00 00 02 FF 62 05 6F F6"});
-  EXPECT_TRUE(sensor.getAlarmAxis(axes.data()));
-  EXPECT_EQ(axes, (Bytes{0, 1, 0, 0, 2, 255}));
-
-  axes.assign(6, 0xEE);
-  peer.expect(query, {"F6 6F 08 00 00 26 00 01 00 00 02 21 DF 6F F6"});  // five axes
+  peer.expect(alarmQuery, {"F6 6F 08 00 00 26 00 01 00 00 02 21 DF 6F F6"});  // five axes
   EXPECT_FALSE(sensor.getAlarmAxis(axes.data()));
   EXPECT_EQ(axes, Bytes(6, 0xEE));
   EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
-}
-
-TEST_F(SensorCommands, UnusableArgumentsAreNotSent) {
-  double values[6] = {0, 0, 0, 0, 0, std::numeric_limits<double>::quiet_NaN()};
-  EXPECT_FALSE(sensor.setToolTransform(values));
-  values[5] = std::numeric_limits<double>::infinity();
-  EXPECT_FALSE(sensor.setAlarmThresholdValue(values));
-  EXPECT_EQ(sensor.CODE, COMM_CMDRETURN_ERROR);
-  EXPECT_FALSE(sensor.setNetIP("10.0.0"));
-  EXPECT_EQ(sensor.CODE, COMM_IP_ERROR);
-  EXPECT_FALSE(sensor.setNetMask(nullptr));
-  EXPECT_FALSE(sensor.setToolTransform(nullptr));
-  EXPECT_FALSE(sensor.getAlarmAxis(nullptr));
-  EXPECT_FALSE(sensor.singleCapture(nullptr));
 }
 
 TEST_F(SensorCommands, ValuesBeyond32BitsKeepTheirLowBits) {
   double values[6] = {4294968.296, -4294968.296, 0, 0, 0, 0};  // +-(2^32 + 1000) thousandths
   Bytes body = {0, 0, 19, 0xE8, 0x03, 0, 0, 0x18, 0xFC, 0xFF, 0xFF};
   body.resize(27);
-  peer.expect(toHex(packetAround(body)), {acknowledgement(19)});
+  peer.expect(toHex(packetAround(body)), {toHex(command(19))});
   EXPECT_TRUE(sensor.setToolTransform(values));
 }
 
-class StreamingSettings : public Streaming {};
+class StreamingSettings : public Streaming {
+ protected:
+  void stopStream() {
+    peer.expect(stopCommand);
+    EXPECT_TRUE(sensor.setFTSensorStopSample());
+  }
+};
+
+TEST_F(StreamingSettings, PacketAndAnswer) {
+  stopStream();
+  for (const Setting& setting : settings) {
+    SCOPED_TRACE(setting.packet);
+    Bytes damaged = acknowledgementOf(setting);
+    damaged[6] ^= 1;  // the CRC
+    const struct {
+      Bytes answer;
+      bool accepted;
+    } cases[] = {
+        {acknowledgementOf(setting), true}, {command(99), !setting.codeChecked}, {damaged, false}};
+    for (const auto& [answer, accepted] : cases) {
+      sensor.setCODE(COMM_INIT);
+      peer.expect(setting.packet, {toHex(answer)});
+      EXPECT_EQ(setting.call(sensor), accepted);
+      EXPECT_EQ(sensor.CODE, accepted ? COMM_INIT : COMM_CMDRETURN_ERROR);
+    }
+  }
+}
 
 TEST_F(StreamingSettings, PauseTheStreamAndStartItAgain) {
-  for (const Operation& operation : operations) {
-    SCOPED_TRACE(operation.name);
+  const auto expectPaused = [&](const std::string& packet, const Bytes& answer) {
     peer.expect(stopCommand);
-    peer.expect(operation.packet, {acknowledgement(commandOf(operation))});
+    peer.expect(packet, {toHex(answer)});
     peer.expect(startCommand);
-    EXPECT_TRUE(operation.setting(sensor));
+  };
+  for (const Setting& setting : settings) {
+    SCOPED_TRACE(setting.packet);
+    expectPaused(setting.packet, acknowledgementOf(setting));
+    EXPECT_TRUE(setting.call(sensor));
     EXPECT_TRUE(sensor.bSampleMode);
     peer.expectDone();
   }
   peer.expect(stopCommand);
   peer.expect("F6 6F 15 00 00 12 07 90 EE FE FF 00 5E D0 B2 C8 01 02 00 00 01 00 00 00 FA 2B 6F F6",
-              {acknowledgement(99)});  // its failure does not count
-  peer.expect("F6 6F 04 00 00 11 01 A3 A4 6F F6", {acknowledgement(17)});
+              {toHex(command(99))});  // its failure does not count
+  peer.expect("F6 6F 04 00 00 11 01 A3 A4 6F F6", {toHex(command(17))});
   peer.expect(startCommand);
-  EXPECT_TRUE(sensor.setFTSensorKalmanFilter(true, firstFilter, secondFilter));
+  EXPECT_TRUE(sensor.setFTSensorKalmanFilter(true, {7, -70000, 3000000000U}, {200, 513, 1}));
 
   Bytes axes(6);
-  peer.expect(stopCommand);
-  peer.expect("F6 6F 03 00 00 26 38 88 6F F6", {"F6 6F 09 00 00 26 00 01 00 00 02 FF 62 05 6F F6"});
-  peer.expect(startCommand);
+  expectPaused(alarmQuery, fromHex("F6 6F 09 00 00 26 00 01 00 00 02 FF 62 05 6F F6"));
   EXPECT_TRUE(sensor.getFTSensorAlarmAxis(axes.data()));
-  EXPECT_EQ(axes[5], 255);
+  EXPECT_EQ(axes, (Bytes{0, 1, 0, 0, 2, 255}));
 
   streamOne(frameOf({5000, 0, 0, 0, 0, 0}));
   EXPECT_TRUE(read(sensor).normal);
 }
 
-TEST_F(StreamingSettings, NullPointersAreRefusedWithTheStreamUntouched) {
+TEST_F(StreamingSettings, UnusableArgumentsAreRefusedWithTheStreamUntouched) {
+  zel_ft_info_t info = {};
+  EXPECT_FALSE(sensor.getFTSensorData(nullptr, info));
+  EXPECT_EQ(info.code, COMM_INIT);
   EXPECT_FALSE(sensor.setFTSensorToolTransform(nullptr));
   EXPECT_FALSE(sensor.setFTSensorAlarmThresholdValue(nullptr));
   EXPECT_FALSE(sensor.setFTSensorNetIP(nullptr));
   EXPECT_FALSE(sensor.setFTSensorNetMask(nullptr));
   EXPECT_FALSE(sensor.setFTSensorNetGateway(nullptr));
   EXPECT_FALSE(sensor.getFTSensorAlarmAxis(nullptr));
-  zel_ft_info_t info = {};
-  EXPECT_FALSE(sensor.getFTSensorData(nullptr, info));
-  EXPECT_EQ(info.code, COMM_INIT);
+  EXPECT_TRUE(sensor.bSampleMode);
+
+  stopStream();
+  double values[6] = {0, 0, 0, 0, 0, std::numeric_limits<double>::quiet_NaN()};
+  EXPECT_FALSE(sensor.setFTSensorToolTransform(values));
+  values[5] = std::numeric_limits<double>::infinity();
+  EXPECT_FALSE(sensor.setFTSensorAlarmThresholdValue(values));
+  EXPECT_EQ(sensor.CODE, COMM_CMDRETURN_ERROR);
+  EXPECT_FALSE(sensor.setFTSensorNetIP("10.0.0"));
+  EXPECT_EQ(sensor.CODE, COMM_IP_ERROR);
 }
 
 TEST_F(StreamingSettings, PolledReadings) {
   streamOne(frameOf({100000, 0, 0, 0, 0, 0}));
   EXPECT_FALSE(sensor.setFTSensorStartSample()) << "streams already";
-  peer.expect(stopCommand);
-  EXPECT_TRUE(sensor.setFTSensorStopSample());
+  stopStream();
   EXPECT_FALSE(sensor.setFTSensorStopSample());
 
   const int before = sensor.IPOC;
@@ -314,7 +268,7 @@ TEST_F(StreamingSettings, PolledReadings) {
     EXPECT_EQ(reading.info.IPOC, before + 3);
   }
 
-  peer.expect("F6 6F 03 00 00 0B F7 7D 6F F6", {acknowledgement(11)});
+  peer.expect(zeroCommand, {zeroCommand});
   EXPECT_TRUE(sensor.zeroFTSensor()) << "in the polled state without stop and start";
   peer.expect(startCommand);
   EXPECT_TRUE(sensor.setFTSensorStartSample());

@@ -71,12 +71,9 @@ TEST_F(SensorRecording, RefusesWhatItCannotPlay) {
   const std::string header = "fx,fy,fz,mx,my,mz\n";
   EXPECT_THAT(refusal("fx,fy,fz,mx,my\n1,2,3,4,5\n"), HasSubstr("Missing column \"mz\""));
   EXPECT_THAT(refusal("t,fx,fy,fz,mx,my,mz\n0,1,2,3,4,5,6\n"), HasSubstr("Extra column \"t\""));
-  EXPECT_THAT(refusal("fx,fx,fy,fz,mx,my,mz\n"), HasSubstr("Duplicated column \"fx\""));
-  EXPECT_THAT(refusal("1,2,3,4,5,6\n"), HasSubstr("Extra column \"1\""));
   EXPECT_THAT(refusal(""), HasSubstr("Header missing"));
   EXPECT_THAT(refusal(header), HasSubstr("no sample after the header"));
   EXPECT_THAT(refusal(header + "1,2,3,4,5,6\n1,2,3,4,5\n"), HasSubstr("Too few columns in line 3"));
-  EXPECT_THAT(refusal(header + "1,2,3,4,5,6,7\n"), HasSubstr("Too many columns in line 2"));
   for (const std::string value : {"", "abc", "1.5x", "0x10", "nan", "inf", "1e999", "--1", "1 2"}) {
     EXPECT_THAT(refusal(header + "1,2,3,4,5,6\n1,2,3,4," + value + ",6\n"),
                 AllOf(HasSubstr(path_ + ", line 3, column \"my\""),
