@@ -12,7 +12,6 @@
 #include <functional>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/ft/scriptedsensor.h"

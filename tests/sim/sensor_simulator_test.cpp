@@ -3,12 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <limits>
 #include <system_error>
-#include <thread>
 
 #include "tests/sim/sensor_client.h"
 
