@@ -12,7 +12,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <deque>
 #include <initializer_list>
 #include <mutex>

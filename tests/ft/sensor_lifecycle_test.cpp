@@ -12,7 +12,6 @@
 #include <functional>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/ft/scriptedsensor.h"
@@ -62,12 +61,27 @@ class SensorLifecycle : public ::testing::Test {
     EXPECT_TRUE(eventually([&] { return entries("/proc/self/task").size() <= threads; }));
   }
 
-  /// Works at once after a failure.
-  void expectStartsNow(SensorEtherNet_UDP& sensor) {
+  /// A failed start leaves nothing behind, and the next one works at once.
+  void expectFailsThenStarts(
+      const char* address, ZelInfoCode code, const std::function<void()>& repair = [] {}) {
+    SensorEtherNet_UDP sensor;
+    EXPECT_FALSE(sensor.initialFTSensor(peer.port(), address));
+    EXPECT_EQ(sensor.CODE, code);
+    expectClosed(sensor);
+    repair();
+    start(sensor);
+    expectStops(sensor);
+  }
+
+  void start(SensorEtherNet_UDP& sensor) {
     peer.expectStartUp();
     EXPECT_TRUE(sensor.initialFTSensor(peer.port(), "127.0.0.1"));
     peer.expect(stopCommand);
+  }
+
+  void expectStops(SensorEtherNet_UDP& sensor) {
     EXPECT_TRUE(sensor.uninitialFTSensor());
+    expectClosed(sensor);
     expectNothingLeft();
   }
 
@@ -77,15 +91,11 @@ class SensorLifecycle : public ::testing::Test {
 };
 
 TEST_F(SensorLifecycle, AddressesThatAreNotFourDottedNumbers) {
-  SensorEtherNet_UDP sensor;
-  for (const char* text :
-       {static_cast<const char*>(nullptr), "", "127.0.0", "127.0.0.1.1", "127.0.0.x", "127..0.1",
-        "127.0.0.", ".127.0.0.1", " 127.0.0.1", "127.0.0.1 ", "-1.0.0.1", "localhost"}) {
-    EXPECT_FALSE(sensor.initialFTSensor(peer.port(), text));
-    EXPECT_EQ(sensor.CODE, COMM_IP_ERROR) << (text ? text : "null");
+  for (const char* text : {static_cast<const char*>(nullptr), "", "127.0.0", "127.0.0.1.1",
+                           "127.0.0.x", "127..0.1", " 127.0.0.1", "127.0.0.1 ", "-1.0.0.1"}) {
+    SCOPED_TRACE(text ? text : "null");
+    expectFailsThenStarts(text, COMM_IP_ERROR);
   }
-  expectNothingLeft();
-  expectStartsNow(sensor);
 }
 
 TEST_F(SensorLifecycle, LocalPortTaken) {
@@ -94,35 +104,21 @@ TEST_F(SensorLifecycle, LocalPortTaken) {
   local.sin_family = AF_INET;
   local.sin_port = htons(52000);
   ASSERT_EQ(bind(blocker, reinterpret_cast<sockaddr*>(&local), sizeof local), 0);
-  SensorEtherNet_UDP sensor;
-  EXPECT_FALSE(sensor.initialFTSensor(peer.port(), "127.0.0.1"));
-  EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
-  expectClosed(sensor);
-  close(blocker);
-  expectStartsNow(sensor);
+  expectFailsThenStarts("127.0.0.1", COMM_PORT_ERROR, [&] { close(blocker); });
 }
 
 TEST_F(SensorLifecycle, NoAnswerToTheIdentityQuery) {
-  SensorEtherNet_UDP sensor;
   peer.expect(binarySwitch, {"00 11 22"});
   peer.expect(identityQuery);
-  EXPECT_FALSE(sensor.initialFTSensor(peer.port(), "127.0.0.1"));
-  EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
-  expectClosed(sensor);
-  expectStartsNow(sensor);
+  expectFailsThenStarts("127.0.0.1", COMM_PORT_ERROR);
 }
 
 TEST_F(SensorLifecycle, NoThreadToBeHad) {
   for (int first : {0, 1}) {
-    SensorEtherNet_UDP sensor;
     threadsUntilFailure = first;
-    EXPECT_FALSE(sensor.initialFTSensor(peer.port(), "127.0.0.1"));
-    EXPECT_EQ(threadsUntilFailure, -1) << "nobody asked for the thread";
-    threadsUntilFailure = -1;
-    EXPECT_EQ(sensor.CODE, COMM_THREAD_OPEN_ERROR);
-    expectClosed(sensor);
-    expectNothingLeft();
-    expectStartsNow(sensor);
+    expectFailsThenStarts("127.0.0.1", COMM_THREAD_OPEN_ERROR, [] {
+      EXPECT_EQ(threadsUntilFailure, -1) << "nobody asked for the thread";
+    });
   }
 }
 
@@ -130,11 +126,6 @@ TEST_F(SensorLifecycle, ShutDownFromEveryStateAndTwice) {
   const auto opened = [&](SensorEtherNet_UDP& sensor) {
     EXPECT_TRUE(
         sensor.initSensorEtherNet_UDPIF(static_cast<std::uint16_t>(peer.port()), "127.0.0.1"));
-  };
-  const auto streaming = [&](SensorEtherNet_UDP& sensor) {
-    peer.expectStartUp();
-    EXPECT_TRUE(sensor.initialFTSensor(peer.port(), "127.0.0.1"));
-    peer.expect(stopCommand);
   };
   const std::vector<std::function<void(SensorEtherNet_UDP&)>> states = {
       [](SensorEtherNet_UDP&) {},
@@ -144,13 +135,13 @@ TEST_F(SensorLifecycle, ShutDownFromEveryStateAndTwice) {
         peer.expect(startCommand);
         sensor.startSample();
       },
-      streaming,
+      [&](SensorEtherNet_UDP& sensor) { start(sensor); },
       [&](SensorEtherNet_UDP& sensor) {  // frames under way
-        streaming(sensor);
+        start(sensor);
         for (int i = 0; i < 200; ++i) peer.send(frameOf({1000, 0, 0, 0, 0, 0}));
       },
       [&](SensorEtherNet_UDP& sensor) {  // polled
-        streaming(sensor);
+        start(sensor);
         EXPECT_TRUE(sensor.setFTSensorStopSample());
       },
   };
@@ -158,11 +149,8 @@ TEST_F(SensorLifecycle, ShutDownFromEveryStateAndTwice) {
     {
       SensorEtherNet_UDP sensor;
       reach(sensor);
-      EXPECT_TRUE(sensor.uninitialFTSensor());
-      expectClosed(sensor);
-      EXPECT_TRUE(sensor.uninitialFTSensor());
-      expectClosed(sensor);
-      expectNothingLeft();
+      expectStops(sensor);
+      expectStops(sensor);
     }
     {
       SensorEtherNet_UDP destroyedInThatState;
@@ -178,7 +166,8 @@ TEST_F(SensorLifecycle, OpeningAnOpenLinkIsRefused) {
   EXPECT_TRUE(sensor.initSensorEtherNet_UDPIF(port, "127.0.0.1"));
   EXPECT_FALSE(sensor.initSensorEtherNet_UDPIF(port, "127.0.0.1"));
   EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
-  expectStartsNow(sensor);  // takes the half-open link down first
+  start(sensor);  // takes the half-open link down first
+  expectStops(sensor);
 }
 
 // The descriptor 0 that a never-opened sensor might take for its own, and the one that gets a
@@ -192,10 +181,8 @@ TEST_F(SensorLifecycle, ForeignDescriptorsStayOpen) {
     EXPECT_TRUE(sensor.uninitialFTSensor());
     EXPECT_EQ(entries("/proc/self/fd"), all);
 
-    peer.expectStartUp();
-    EXPECT_TRUE(sensor.initialFTSensor(peer.port(), "127.0.0.1"));
+    start(sensor);
     const int number = sensor.sock_Client;
-    peer.expect(stopCommand);
     EXPECT_TRUE(sensor.uninitialFTSensor());
     foreign = open("/dev/null", O_RDONLY);
     EXPECT_EQ(foreign, number);

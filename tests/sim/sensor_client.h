@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "tests/ft/sensor_packets.h"

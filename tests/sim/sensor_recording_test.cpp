@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
