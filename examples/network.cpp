@@ -97,12 +97,12 @@ SimulatorProcess::SimulatorProcess(const std::string& program, const zel::sim::C
   if (robot == std::string::npos ||
       std::sscanf(text.c_str(), "listening on 127.0.0.1:%hu", &sensorPort_) != 1 ||
       std::sscanf(text.c_str() + robot, "robot link on 127.0.0.1:%hu", &robotPort_) != 1) {
-    this->~SimulatorProcess();
+    stop();
     throw std::runtime_error(fmt::format("{} did not start: {}", program, text));
   }
 }
 
-SimulatorProcess::~SimulatorProcess() {
+void SimulatorProcess::stop() {
   if (pid_ > 0) {
     kill(pid_, SIGTERM);
     waitpid(pid_, nullptr, 0);

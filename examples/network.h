@@ -24,7 +24,7 @@ class SimulatorProcess {
   /// Starts `program` on free ports and waits until it listens. Throws std::runtime_error when it
   /// does not.
   SimulatorProcess(const std::string& program, const zel::sim::CellConfig& cell);
-  ~SimulatorProcess();
+  ~SimulatorProcess() { stop(); }
   SimulatorProcess(const SimulatorProcess&) = delete;
   SimulatorProcess& operator=(const SimulatorProcess&) = delete;
 
@@ -32,6 +32,8 @@ class SimulatorProcess {
   unsigned short robotPort() const { return robotPort_; }
 
  private:
+  void stop();
+
   pid_t pid_ = -1;
   std::FILE* output_ = nullptr;
   unsigned short sensorPort_ = 0, robotPort_ = 0;
