@@ -37,6 +37,7 @@ namespace protocol = zel::protocol;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint16_t driverPort = 52000;
+constexpr std::size_t framePacket = protocol::shortestPacket + protocol::channelBytes;
 constexpr int numbers = 100000;  ///< frames are numbered in channel 0, in thousandths
 
 double seconds(Clock::duration d) {
@@ -99,9 +100,9 @@ class Sender {
         while (Clock::now() < due) std::this_thread::yield();
       }
       number = number % (numbers - 1) + 1;
-      std::uint8_t channels[24] = {};
+      std::uint8_t channels[protocol::channelBytes] = {};
       protocol::writeInt32(channels, number);
-      std::uint8_t packet[34];
+      std::uint8_t packet[framePacket];
       const auto length = protocol::writePacket(
           packet, 0, SensorEtherNet_UDP::COMMAND_CONTINUE_CAPTURE, channels, sizeof channels);
       stamps[static_cast<std::size_t>(number)] = Clock::now();
@@ -118,10 +119,12 @@ class Sender {
       socklen_t size = sizeof peer;
       const ssize_t length = recvfrom(descriptor, command, sizeof command, 0,
                                       reinterpret_cast<sockaddr*>(&peer), &size);
-      if (length < 10 || command[5] != SensorEtherNet_UDP::COMMAND_GET_DEVICE_INFO) continue;
+      constexpr std::uint8_t query = SensorEtherNet_UDP::COMMAND_GET_DEVICE_INFO;
+      constexpr auto commandAt = protocol::bodyOffset + protocol::commandOffset;
+      if (length < ssize_t{protocol::shortestPacket} || command[commandAt] != query) continue;
       const std::uint8_t identity[7] = {24, 1, 1, 3, 0, 1, 0};
-      std::uint8_t packet[17];
-      protocol::writePacket(packet, 0, command[5], identity, sizeof identity);
+      std::uint8_t packet[protocol::shortestPacket + sizeof identity];
+      protocol::writePacket(packet, 0, query, identity, sizeof identity);
       sendto(descriptor, packet, sizeof packet, 0, reinterpret_cast<sockaddr*>(&peer), size);
     }
   }
@@ -152,10 +155,11 @@ class BareLoop {
     while (!stop) {
       std::uint8_t packet[protocol::largestPacket];
       const ssize_t length = recvfrom(descriptor, packet, sizeof packet, 0, nullptr, nullptr);
-      if (length != 34 || !protocol::crcMatches(packet)) continue;
+      if (length != ssize_t{framePacket} || !protocol::crcMatches(packet)) continue;
+      const std::uint8_t* const channels = packet + protocol::bodyOffset + protocol::payloadOffset;
       zel::SensorFrame frame;
       for (int i = 0; i < 6; ++i) {
-        frame.value[i] = static_cast<float>(protocol::readInt32(packet + 6 + 4 * i)) / 1000.0F;
+        frame.value[i] = static_cast<float>(protocol::readInt32(channels + 4 * i)) / 1000.0F;
       }
       exchange.publish(frame);
     }

@@ -153,16 +153,16 @@ bool SensorEtherNet_UDP::takePacket() {
   const std::int32_t held = R_FIFO.GetDataCount();
   if (held <= 2) return false;
   std::uint8_t packet[zel::protocol::largestPacket];
-  R_FIFO.ReadBuffer(packet, 3);
+  R_FIFO.ReadBuffer(packet, zel::protocol::bodyOffset);
   if (packet[0] != PACKET_HEAD1) {
     R_FIFO.Clear(1);
   } else if (packet[1] == PACKET_HEAD2) {
     const int n = packet[2];
-    const int length = n + static_cast<int>(zel::protocol::overhead);
+    const int length = n + int{zel::protocol::overhead};
     if (held < length) return false;
     R_FIFO.ReadBuffer(packet, length);
     R_FIFO.Clear(length);
-    if (verifyPacket(packet)) updatData(packet + 3, n);
+    if (verifyPacket(packet)) updatData(packet + zel::protocol::bodyOffset, n);
   } else if (packet[1] != PACKET_HEAD1) {
     R_FIFO.Clear(2);
   } else {

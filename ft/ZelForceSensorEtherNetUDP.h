@@ -21,6 +21,10 @@ struct SensorFrame {
   ZelInfoCode code = COMM_INIT;  ///< status of this very frame; before the first: none came yet
 };
 
+namespace protocol {
+struct Command;
+}  // namespace protocol
+
 }  // namespace zel
 
 /// The sensor on the network.
@@ -248,8 +252,6 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   bool setAlarmThresholdValue(const double* thresholds);
 
  private:
-  /// What makes a command succeed: an answer, or an answer that carries the command's code.
-  enum class Check { answered, commandByte };
   struct Reply;
 
   static bool isFourDottedNumbers(const char* text);
@@ -258,15 +260,14 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   void releaseQueue() { queueClaimed.store(false, std::memory_order_release); }
   void emptyQueue();
   bool post(int cmd, const std::uint8_t* args, int arg_len);
-  int exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret, int headWait,
-               int bodyWait);
-  int readReply(std::uint8_t* ret, int headWait, int bodyWait);
-  bool query(int cmd, int wait, int shortest, Reply& reply);
-  bool command(int cmd, int wait);
-  bool command(int cmd, const std::uint8_t* args, int arg_len, Check check = Check::commandByte);
-  bool switchCommand(int cmd, bool on);
-  bool sixValueCommand(int cmd, const double* values);
-  bool addressCommand(int cmd, const char* text);
+  bool exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret, int headWait,
+                int bodyWait);
+  bool readReply(std::uint8_t* ret, int headWait, int bodyWait);
+  bool command(const zel::protocol::Command& row, const std::uint8_t* payload, Reply& reply);
+  bool command(const zel::protocol::Command& row, const std::uint8_t* payload = nullptr);
+  bool switchCommand(const zel::protocol::Command& row, bool on);
+  bool sixValueCommand(const zel::protocol::Command& row, const double* values);
+  bool addressCommand(const zel::protocol::Command& row, const char* text);
   ZelInfoCode noteStatus(std::uint8_t status, const double* checked);
   bool unpackStep();
   bool takePacket();

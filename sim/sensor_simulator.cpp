@@ -19,6 +19,7 @@
 #include <thread>
 #include <utility>
 
+#include "ft/sensor_protocol.h"
 #include "sim/loopback_socket.h"
 
 namespace zel::sim {
@@ -31,7 +32,6 @@ constexpr Nanoseconds second = 1'000'000'000;
 constexpr Nanoseconds catchUp = second / 100;  ///< a stream that is later than this skips frames
 constexpr std::size_t keptCommands = 10'000;
 constexpr int datagramsPerTurn = 64;  ///< a flood of commands must not starve the stream
-constexpr std::string_view binaryRequest = "<BINARY>";
 
 Nanoseconds toNanoseconds(double seconds) {
   return static_cast<Nanoseconds>(std::llround(seconds * 1e9));
@@ -170,9 +170,10 @@ class SensorSimulator::Loop {
     SensorCommand command;
     const bool wasStreaming = device_.streaming();
     Bytes reply;
-    if (std::equal(datagram, datagram + length, binaryRequest.begin(), binaryRequest.end())) {
+    if (std::equal(datagram, datagram + length, protocol::binaryRequest.begin(),
+                   protocol::binaryRequest.end())) {
       command.accepted = true;
-      command.text = binaryRequest;
+      command.text = protocol::binaryRequest;
       reply.assign(config_.binary_answer.begin(), config_.binary_answer.end());
     } else {
       reply = device_.execute(datagram, length, command);
@@ -181,7 +182,7 @@ class SensorSimulator::Loop {
     if (commands_.size() == keptCommands) commands_.pop_front();
     commands_.push_back(command);
 
-    if (command.accepted && command.code == 2) {
+    if (command.accepted && command.code == SensorEtherNet_UDP::COMMAND_CONTINUE_CAPTURE) {
       listener_ = from;
       if (!wasStreaming) beginStream();
     }
