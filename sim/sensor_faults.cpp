@@ -61,6 +61,7 @@ void SensorFaults::check() const {
   };
   checkTime("delay", delay);
   checkTime("jitter", jitter);
+  checkTime("answer delay", answer_delay);
   if (merged_packets < 2 || merged_packets > 100) {
     throw std::invalid_argument(fmt::format("merged packets {} are not in 2..100", merged_packets));
   }

@@ -189,7 +189,8 @@ class SensorSimulator::Loop {
     if (wasStreaming && !device_.streaming()) injector_.drop();
     if (!reply.empty()) {
       const bool isPacket = command.code != 0;
-      transmit(std::move(reply), from, isPacket && injector_.faults().replies);
+      transmit(std::move(reply), from, isPacket && injector_.faults().replies,
+               injector_.faults().answer_delay);
     }
     return command;
   }
@@ -231,17 +232,18 @@ class SensorSimulator::Loop {
     }
   }
 
-  void transmit(Bytes packet, const sockaddr_in& to, bool faulty) {
-    if (!faulty) {
-      send(packet, to);
-      return;
-    }
+  /// Sends after `delay` s, and those of the faults.
+  void transmit(Bytes packet, const sockaddr_in& to, bool faulty, double delay = 0.0) {
     outgoing_.clear();
-    injector_.pass(std::move(packet), outgoing_);
+    if (faulty) {
+      injector_.pass(std::move(packet), outgoing_);
+    } else {
+      outgoing_.push_back({std::move(packet), 0.0});
+    }
     for (FaultInjector::Datagram& datagram : outgoing_) {
-      if (datagram.delay > 0.0) {
-        delayed_.emplace(now() + toNanoseconds(datagram.delay),
-                         Delayed{std::move(datagram.bytes), to});
+      const Nanoseconds wait = toNanoseconds(datagram.delay + delay);
+      if (wait > 0) {
+        delayed_.emplace(now() + wait, Delayed{std::move(datagram.bytes), to});
       } else {
         send(datagram.bytes, to);
       }
