@@ -11,6 +11,7 @@
 
 #include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/sensor_protocol.h"
+#include "ft/sensor_status.h"
 
 using std::chrono::milliseconds;
 using std::this_thread::sleep_for;
@@ -68,18 +69,6 @@ bool SensorEtherNet_UDP::verifyPacket(const std::uint8_t* packet) {
   return packet != nullptr && protocol::crcMatches(packet);
 }
 
-bool SensorEtherNet_UDP::isFourDottedNumbers(const char* text) {
-  if (text == nullptr) return false;
-  int numbers = 0;
-  for (const char* c = text;; ++c) {
-    if (*c < '0' || *c > '9') return false;
-    while (*c >= '0' && *c <= '9') ++c;
-    ++numbers;
-    if (*c == '\0') return numbers == 4;
-    if (*c != '.') return false;
-  }
-}
-
 unsigned long SensorEtherNet_UDP::inet_addr_(const char* text) {
   if (text == nullptr) return 0;
   std::uint32_t address = 0;
@@ -121,6 +110,10 @@ bool SensorEtherNet_UDP::claimQueue(int patience) {
     if (claimQueue()) return true;
   }
   return false;
+}
+
+void SensorEtherNet_UDP::releaseQueue() {
+  queueClaimed.store(false, std::memory_order_release);
 }
 
 /// Drops what is queued, unless the unpack thread is held up in the middle of a packet.
@@ -244,7 +237,7 @@ bool SensorEtherNet_UDP::sixValueCommand(const protocol::Command& row, const dou
 }
 
 bool SensorEtherNet_UDP::addressCommand(const protocol::Command& row, const char* text) {
-  if (!isFourDottedNumbers(text)) {
+  if (!protocol::isFourDottedNumbers(text)) {
     setCODE(COMM_IP_ERROR);
     return false;
   }
@@ -277,7 +270,7 @@ bool SensorEtherNet_UDP::getAlarmAxis(std::uint8_t* out) {
 bool SensorEtherNet_UDP::startSample() {
   if (bSampleMode) return true;
   simpleCommunication(COMMAND_CONTINUE_CAPTURE, nullptr, 0);
-  bSampleMode = true;
+  setStreaming(true);
   sleep_for(milliseconds(50));
   return true;
 }
@@ -285,7 +278,7 @@ bool SensorEtherNet_UDP::startSample() {
 bool SensorEtherNet_UDP::stopSample() {
   if (!bSampleMode) return true;
   simpleCommunication(COMMAND_STOP_CAPTURE, nullptr, 0);
-  bSampleMode = false;
+  setStreaming(false);
   sleep_for(milliseconds(50));
   return true;
 }
@@ -378,18 +371,13 @@ bool SensorEtherNet_UDP::setAlarmThresholdValue(const double* thresholds) {
 
 // ---- frames -----------------------------------------------------------------------------------
 
-/// The status of a frame from its status byte and the values to check against the range. CODE is
-/// stored once, with the final status, so that nobody sees "normal" for an overloaded frame.
-ZelInfoCode SensorEtherNet_UDP::noteStatus(std::uint8_t status, const double* checked) {
+/// What a status byte and the values to check against the range say; 0 when they say nothing.
+ZelInfoCode SensorEtherNet_UDP::told(std::uint8_t status, const double* checked) {
   bool overload = status == protocol::statusOverload;
   for (int i = 0; i < 6; ++i) overload = overload || std::fabs(checked[i]) > ft_range[i];
-  const bool tells = status == protocol::statusNormal || status == protocol::statusDataError;
-  if (!overload && !tells) return CODE;
-  const ZelInfoCode code = overload                           ? FT_OVERLOAD_ERROR
-                           : status == protocol::statusNormal ? FT_N0RMAL
-                                                              : FT_DATA_ERROR;
-  setCODE(code);
-  return code;
+  if (overload) return FT_OVERLOAD_ERROR;
+  if (status == protocol::statusNormal) return FT_N0RMAL;
+  return status == protocol::statusDataError ? FT_DATA_ERROR : ZelInfoCode{};
 }
 
 void SensorEtherNet_UDP::updatData(const std::uint8_t* data, int len) {
@@ -402,14 +390,19 @@ void SensorEtherNet_UDP::updatData(const std::uint8_t* data, int len) {
   if (!protocol::isDataFrame(cmd)) return;
 
   std::uint8_t body[payloadOffset + protocol::channelBytes] = {};  // a short frame ends in zeros
-  std::copy_n(data, std::min<std::size_t>(static_cast<std::size_t>(len), sizeof body), body);
+  std::copy_n(data, std::min(static_cast<std::size_t>(len), sizeof body), body);
   zel::SensorFrame frame;
   decodeChannels(body, frame.value);
-  frame.code = noteStatus(body[protocol::statusOffset], frame.value);
+  const ZelInfoCode code = told(body[protocol::statusOffset], frame.value);
+  frame.code = code != 0 ? code : CODE.load();
+  frame.ipoc = zel::nextPacketCount(IPOC);
+  frame.number = ++framesTaken;
   time_start = zel_start_timer_clock();
-  // The reading goes last: whoever sees it sees its status and its count, or later ones.
-  countIPOC();
+  // The reading first: whoever waits for the status or the count finds it there. The status once,
+  // and final: nobody sees "normal" for an overloaded frame.
   rawData.publish(frame);
+  if (code != 0) CODE = code;
+  IPOC = frame.ipoc;
 }
 
 bool SensorEtherNet_UDP::singleCapture(double* out) {
@@ -417,7 +410,8 @@ bool SensorEtherNet_UDP::singleCapture(double* out) {
   if (out == nullptr || !command(commandOf(COMMAND_SINGAL_CAPTURE), nullptr, reply)) return false;
   decodeChannels(reply.body, out);
   // The range check is that of the last streamed reading.
-  noteStatus(reply.body[protocol::statusOffset], rawData.newest().value);
+  const ZelInfoCode code = told(reply.body[protocol::statusOffset], newestFrame().value);
+  if (code != 0) setCODE(code);
   countIPOC();
   return CODE == FT_N0RMAL;
 }

@@ -123,6 +123,19 @@ constexpr bool isDataFrame(std::uint8_t command) {
          command == SensorEtherNet_UDP::COMMAND_SINGAL_CAPTURE;
 }
 
+/// Whether a text is four numbers with dots between them, of any size.
+inline bool isFourDottedNumbers(const char* text) {
+  if (text == nullptr) return false;
+  int numbers = 0;
+  for (const char* c = text;; ++c) {
+    if (*c < '0' || *c > '9') return false;
+    while (*c >= '0' && *c <= '9') ++c;
+    ++numbers;
+    if (*c == '\0') return numbers == 4;
+    if (*c != '.') return false;
+  }
+}
+
 // ---- packets ----------------------------------------------------------------------------------
 
 /// CRC-16, polynomial 0x1021, initial value 0xFFFF, most significant bit first, no reflection, no

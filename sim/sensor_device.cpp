@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "ft/sensor_protocol.h"
+#include "ft/sensor_status.h"
 
 namespace zel::sim {
 
