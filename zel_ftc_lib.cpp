@@ -1,12 +1,14 @@
 // The flat interface: guard, check, convert, call, translate. No logic of its own.
 #include "zel_ftc_lib.h"
 
-#include <unistd.h>
+#include <cxxabi.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <initializer_list>
 #include <new>
+#include <thread>
 
 #include "ft/ZelForceSensorBase.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
@@ -44,14 +46,20 @@ ZelFTCTool& concreteTool() {
 }
 
 /// The frame of every entry: -1 when the library is not open, 0 when a pointer is missing, else the
-/// result of the call as 1 or 0.
+/// result of the call as 1 or 0. An exception ends here, as a 0.
 template <typename Call>
 int guarded(std::initializer_list<const void*> needed, Call call) {
   if (!isOpen()) return notOpen;
   for (const void* pointer : needed) {
     if (pointer == nullptr) return 0;
   }
-  return zel_ftc_issetok(call());
+  try {
+    return zel_ftc_issetok(call());
+  } catch (const abi::__forced_unwind&) {
+    throw;  // no failure: the calling thread is being cancelled, in one of the sleeps
+  } catch (...) {
+    return 0;
+  }
 }
 
 template <typename Call>
@@ -315,8 +323,8 @@ int zel_ftc_gravityCalibration(void) {
 
 int zel_ftc_sensorReset(double* robot_pos) {
   return guarded({robot_pos}, [&] {
-    constexpr useconds_t freshSample = 10000;  // us: a new sample has arrived by then
-    usleep(freshSample);
+    constexpr std::chrono::milliseconds freshSample(10);  // a new sample has arrived by then
+    std::this_thread::sleep_for(freshSample);             // all of it, whatever signals come in
     return readSensor() && tool().sensorReset(robot_pos, zel_raw_ft, zel_info_);
   });
 }
