@@ -17,7 +17,10 @@ namespace zel {
 /// what is kept is always what would be computed.
 class KeptPose {
  public:
-  bool is(const RVector& pose) const { return std::memcmp(pose_, pose.value, sizeof pose_) == 0; }
+  bool is(const RVector& pose) const {
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are what is meant
+    return std::memcmp(pose_, pose.value, sizeof pose_) == 0;
+  }
   void take(const RVector& pose) { std::memcpy(pose_, pose.value, sizeof pose_); }
 
  private:
