@@ -14,8 +14,6 @@
 #include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/ZelForceSensorExternal.h"
 #include "matrix/rigidtransform.h"
-#include "matrix/rmatrix.h"
-#include "matrix/rvector.h"
 #include "robot/ZelFTCTool.h"
 #include "robot/ZelForceControlTool.h"
 
@@ -422,8 +420,7 @@ int zel_rpy2quaternion(double* pose_qua, double* pose) {
 }
 
 int zel_quaternion2rpy(double* pose, double* pose_qua) {
-  const RMatrix T = RMatrix::PosQuaternion2TR(RVector(pose_qua, 7));
-  std::copy_n(RVector::TR2Pos(T, ZYX).value, 6, pose);
+  zel::poseFromTransform(zel::transformFromQuaternion(pose_qua), pose);
   return 1;
 }
 

@@ -248,7 +248,7 @@ void zelPoseToTransform(benchmark::State& state) {
   overPoses(state, [](const Six& p) { return zel::transformFromPose(p.data()); });
 }
 void matrixPoseToTransform(benchmark::State& state) {
-  overPoses(state, [](const Six& p) { return RMatrix::Pos2TR(RVector(p.data(), 6), ZYX); });
+  overPoses(state, [](Six p) { return RMatrix::Pos2TR(RVector(p.data(), 6), ZYX); });
 }
 void eigenPoseToTransform(benchmark::State& state) {
   overPoses(state, [](const Six& p) { return eigen_cycle::transformOf(vector(p)); });
@@ -266,8 +266,9 @@ void zelProduct(benchmark::State& state) {
   }
 }
 void matrixProduct(benchmark::State& state) {
-  const RMatrix A = RMatrix::Pos2TR(RVector(workload.pose[0].data(), 6), ZYX);
-  RMatrix B = RMatrix::Pos2TR(RVector(workload.pose[1].data(), 6), ZYX);
+  Six a = workload.pose[0], b = workload.pose[1];
+  const RMatrix A = RMatrix::Pos2TR(RVector(a.data(), 6), ZYX);
+  RMatrix B = RMatrix::Pos2TR(RVector(b.data(), 6), ZYX);
   for (auto _ : state) {
     benchmark::DoNotOptimize(B);
     B = RMatrix::TrInv(A) * B;

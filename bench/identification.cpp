@@ -56,9 +56,10 @@ void requireLoad(const Load& load, double sign, const char* what) {
 void lddToolIdentification(benchmark::State& state) {
   ldd_tool tool;
   for (std::size_t i = 0; i < samples; ++i) {
+    Six wrench = recording.wrench[i];
     robot_pose_para_t poses = {};
     std::copy_n(recording.pose[i].data(), 6, poses.pose_base2tcp);
-    tool.recordCalibrationLoadData(recording.wrench[i].data(), poses);
+    tool.recordCalibrationLoadData(wrench.data(), poses);
   }
   for (auto _ : state) {
     tool.gravityCalibration();

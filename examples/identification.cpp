@@ -41,7 +41,7 @@ zel::sim::Load identify(RobotLink& robot, const Pose& start, const Pose& flange_
   ldd_tool tool;
   for (const auto& turn : turns) {
     const Pose pose = turned(start, turn);
-    const Wrench reading = restAt(pose, robot);
+    Wrench reading = restAt(pose, robot);
     robot_pose_para poses = {};
     for (int i = 0; i < 6; ++i) {
       const double unit = i < 3 ? 0.001 : 1.0;

@@ -1,4 +1,5 @@
-// The two inversion algorithms, written once for both matrix storages. Internal: not installed.
+// The two inversion algorithms, written once for both matrix storages, and the least-squares
+// solution on the second. Internal: not installed.
 #ifndef ZEL_FTC_MATRIX_INVERSE_H
 #define ZEL_FTC_MATRIX_INVERSE_H
 
@@ -93,6 +94,30 @@ bool sweepInverseInto(const Matrix& A, Matrix& Mc) {
   }
   sweepInverse(Mc.value, n);
   return true;
+}
+
+/// x = (inv(A' A) A') b by normal equations, multiplied from left to right: the least-squares
+/// solution of A x = b over the first `rows` rows. The sweep inverse has no singularity test.
+template <std::size_t Rows, std::size_t N>
+void solveNormalEquations(const double (&A)[Rows][N], const double (&b)[Rows], std::size_t rows,
+                          double* x) {
+  double inverse[N][N];
+  for (std::size_t i = 0; i < N; ++i) {
+    for (std::size_t j = 0; j < N; ++j) {
+      inverse[i][j] = 0.0;
+      for (std::size_t k = 0; k < rows; ++k) inverse[i][j] += A[k][i] * A[k][j];
+    }
+  }
+  sweepInverse(inverse, N);
+
+  for (std::size_t i = 0; i < N; ++i) {
+    x[i] = 0.0;
+    for (std::size_t k = 0; k < rows; ++k) {
+      double element = 0.0;
+      for (std::size_t j = 0; j < N; ++j) element += inverse[i][j] * A[k][j];
+      x[i] += element * b[k];
+    }
+  }
 }
 
 }  // namespace zel

@@ -100,28 +100,32 @@ void fillSix(RVector& out, Fill fill) {
 
 }  // namespace
 
+robot_pose_rvector_para_t::robot_pose_rvector_para_t()
+    : pose_base2tcp(6), pose_flange2tool(6), pose_flange2ft_tool(6) {}
+
+ldd_tool::ldd_tool() = default;
+ldd_tool::~ldd_tool() = default;
+
 void ldd_tool::clear() {
   *this = ldd_tool();
 }
 
-void ldd_tool::recordCalibrationLoadData(const RVector& ft_sensor_raw,
-                                         const robot_pose_rvector_para_t& input_rprp) {
+void ldd_tool::recordCalibrationLoadData(RVector ft_sensor_raw,
+                                         robot_pose_rvector_para_t input_rprp) {
   record(*this, ft_sensor_raw.value, input_rprp);
 }
 
-void ldd_tool::recordCalibrationLoadData(const double* ft_sensor_raw,
-                                         const robot_pose_para_t& input_rpp) {
+void ldd_tool::recordCalibrationLoadData(double* ft_sensor_raw, robot_pose_para_t input_rpp) {
   record(*this, ft_sensor_raw, input_rpp);
 }
 
 void ldd_tool::gravityCalibration() {
   if (size == 0) return;
-  const std::size_t stored = size < capacity ? size : capacity;  // `size` is public
-  const zel::LoadFit fit = zel::fitLoad(FTData, PoseData, stored, zel::MomentModel::armCrossForce);
+  const zel::LoadFit fit = zel::fitLoad(FTData, PoseData, size, zel::MomentModel::armCrossForce);
   _load_para = {fit.weight(), fit.arm[0], fit.arm[1], fit.arm[2]};
 }
 
-void ldd_tool::getLoadPara(load_para_t* para) const {
+void ldd_tool::getLoadPara(load_para_t* para) {
   if (para != nullptr) *para = _load_para;
 }
 
@@ -129,56 +133,52 @@ void ldd_tool::setLoadPara(load_para_t para) {
   _load_para = para;
 }
 
-void ldd_tool::getG2Sensor(RVector& ldd_ft, const robot_pose_rvector_para_t& input_rprp) const {
+void ldd_tool::getG2Sensor(RVector& ldd_ft, robot_pose_rvector_para_t input_rprp) {
   fillSix(ldd_ft, [&](double* out) { gravityWrench(_load_para, input_rprp, out); });
 }
 
-void ldd_tool::getG2Sensor(double* ldd_ft, const robot_pose_para_t& input_rpp) const {
+void ldd_tool::getG2Sensor(double* ldd_ft, robot_pose_para_t input_rpp) {
   gravityWrench(_load_para, input_rpp, ldd_ft);
 }
 
-void ldd_tool::sensorReset(RVector& ldd_ft_zero, const robot_pose_rvector_para_t& input_rprp,
-                           const RVector& ft_sensor_raw) const {
+void ldd_tool::sensorReset(RVector& ldd_ft_zero, robot_pose_rvector_para_t input_rprp,
+                           RVector ft_sensor_raw) {
   fillSix(ldd_ft_zero,
           [&](double* out) { offset(_load_para, input_rprp, ft_sensor_raw.value, out); });
 }
 
-void ldd_tool::sensorReset(double* ldd_ft_zero, const robot_pose_para_t& input_rpp,
-                           const double* ft_sensor_raw) const {
+void ldd_tool::sensorReset(double* ldd_ft_zero, robot_pose_para_t input_rpp,
+                           double* ft_sensor_raw) {
   offset(_load_para, input_rpp, ft_sensor_raw, ldd_ft_zero);
 }
 
-void ldd_tool::zeroGravTrafo(RVector& ft_sensor_zerograv,
-                             const robot_pose_rvector_para_t& input_rprp,
-                             const RVector& ft_sensor_raw, const RVector& ldd_ft_zero) const {
+void ldd_tool::zeroGravTrafo(RVector& ft_sensor_zerograv, robot_pose_rvector_para_t input_rprp,
+                             RVector ft_sensor_raw, RVector ldd_ft_zero) {
   fillSix(ft_sensor_zerograv, [&](double* out) {
     compensate(_load_para, input_rprp, ft_sensor_raw.value, ldd_ft_zero.value, out);
   });
 }
 
-void ldd_tool::zeroGravTrafo(double* ft_sensor_zerograv, const robot_pose_para_t& input_rpp,
-                             const double* ft_sensor_raw, const double* ldd_ft_zero) const {
+void ldd_tool::zeroGravTrafo(double* ft_sensor_zerograv, robot_pose_para_t input_rpp,
+                             double* ft_sensor_raw, double* ldd_ft_zero) {
   compensate(_load_para, input_rpp, ft_sensor_raw, ldd_ft_zero, ft_sensor_zerograv);
 }
 
-void ldd_tool::expressForceInFrame(RVector& ft_rcs, const RVector& ft_sensor,
-                                   const robot_pose_rvector_para_t& input_rprp) const {
+void ldd_tool::expressForceInFrame(RVector& ft_rcs, RVector ft_sensor,
+                                   robot_pose_rvector_para_t input_rprp) {
   fillSix(ft_rcs, [&](double* out) { expressInTool(input_rprp, ft_sensor.value, out); });
 }
 
-void ldd_tool::expressForceInFrame(double* ft_rcs, const double* ft_sensor,
-                                   const robot_pose_para_t& input_rpp) const {
+void ldd_tool::expressForceInFrame(double* ft_rcs, double* ft_sensor, robot_pose_para_t input_rpp) {
   expressInTool(input_rpp, ft_sensor, ft_rcs);
 }
 
-void ldd_tool::expressForceInFrame(RVector& ft_rcs, const RVector& ft_tool,
-                                   const RVector& pos_offset2tool) const {
+void ldd_tool::expressForceInFrame(RVector& ft_rcs, RVector ft_tool, RVector pos_offset2tool) {
   fillSix(ft_rcs,
           [&](double* out) { expressForceInFrame(out, ft_tool.value, pos_offset2tool.value); });
 }
 
-void ldd_tool::expressForceInFrame(double* ft_rcs, const double* ft_tool,
-                                   const double* pos_offset2tool) const {
+void ldd_tool::expressForceInFrame(double* ft_rcs, double* ft_tool, double* pos_offset2tool) {
   const RigidTransform R_rcs_tool = rotationOfPose(pos_offset2tool);
   const RigidTransform R_tool_rcs = zel::inverse(R_rcs_tool);
   rotateWrench(ft_tool, ft_rcs,

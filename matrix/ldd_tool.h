@@ -23,10 +23,12 @@ struct robot_pose_para_t {
 using robot_pose_para = robot_pose_para_t;
 
 /// The same as vectors of six elements.
-struct robot_pose_rvector_para_t {
-  RVector pose_base2tcp{6};
-  RVector pose_flange2tool{6};
-  RVector pose_flange2ft_tool{6};
+struct ZEL_FTC_API robot_pose_rvector_para_t {
+  RVector pose_base2tcp;
+  RVector pose_flange2tool;
+  RVector pose_flange2ft_tool;
+
+  robot_pose_rvector_para_t();
 };
 using robot_pose_rvector_para = robot_pose_rvector_para_t;
 
@@ -61,55 +63,57 @@ class ZEL_FTC_API ldd_tool {
   load_para _load_para = {};          ///< zero until gravityCalibration() or setLoadPara()
   bool IsAmpty = true;                ///< true from construction on; nothing reads it
 
+  /// No samples, no load.
+  ldd_tool();
+  ~ldd_tool();
+  ldd_tool(const ldd_tool&) = default;
+  ldd_tool& operator=(const ldd_tool&) = default;
+
   /// Back to the state of construction: no samples, no load.
   void clear();
 
   /// Stores one static sample. From the eleventh on samples are dropped without notice.
-  void recordCalibrationLoadData(const RVector& ft_sensor_raw,
-                                 const robot_pose_rvector_para_t& input_rprp);
-  void recordCalibrationLoadData(const double* ft_sensor_raw, const robot_pose_para_t& input_rpp);
+  void recordCalibrationLoadData(RVector ft_sensor_raw, robot_pose_rvector_para_t input_rprp);
+  void recordCalibrationLoadData(double* ft_sensor_raw, robot_pose_para_t input_rpp);
 
   /// Identifies the load from all stored samples by least squares: M = l x F + M0 and
   /// F = R_ft_base G + F0, normal equations. The offsets M0 and F0 and the direction of G are
   /// dropped. Without samples the load stays as it was. Fewer than three clearly different
   /// orientations leave the equations singular: the load is then not a number or means nothing.
+  /// Takes about 4 kB of stack.
   void gravityCalibration();
 
   /// Copies the load out; nothing happens with a null pointer.
-  void getLoadPara(load_para_t* para) const;
+  void getLoadPara(load_para_t* para);
   /// Restores a known load; takes the place of an identification.
   void setLoadPara(load_para_t para);
 
   /// Gravity wrench of the load at these poses: force g * (base z axis in sensor axes), torque
   /// l x force. Zero while no load is known.
-  void getG2Sensor(RVector& ldd_ft, const robot_pose_rvector_para_t& input_rprp) const;
-  void getG2Sensor(double* ldd_ft, const robot_pose_para_t& input_rpp) const;
+  void getG2Sensor(RVector& ldd_ft, robot_pose_rvector_para_t input_rprp);
+  void getG2Sensor(double* ldd_ft, robot_pose_para_t input_rpp);
 
   /// The sensor's offset, from a reading at rest and without contact: gravity wrench + reading.
-  void sensorReset(RVector& ldd_ft_zero, const robot_pose_rvector_para_t& input_rprp,
-                   const RVector& ft_sensor_raw) const;
-  void sensorReset(double* ldd_ft_zero, const robot_pose_para_t& input_rpp,
-                   const double* ft_sensor_raw) const;
+  void sensorReset(RVector& ldd_ft_zero, robot_pose_rvector_para_t input_rprp,
+                   RVector ft_sensor_raw);
+  void sensorReset(double* ldd_ft_zero, robot_pose_para_t input_rpp, double* ft_sensor_raw);
 
   /// The external wrench alone: (reading + gravity wrench) - offset.
-  void zeroGravTrafo(RVector& ft_sensor_zerograv, const robot_pose_rvector_para_t& input_rprp,
-                     const RVector& ft_sensor_raw, const RVector& ldd_ft_zero) const;
-  void zeroGravTrafo(double* ft_sensor_zerograv, const robot_pose_para_t& input_rpp,
-                     const double* ft_sensor_raw, const double* ldd_ft_zero) const;
+  void zeroGravTrafo(RVector& ft_sensor_zerograv, robot_pose_rvector_para_t input_rprp,
+                     RVector ft_sensor_raw, RVector ldd_ft_zero);
+  void zeroGravTrafo(double* ft_sensor_zerograv, robot_pose_para_t input_rpp, double* ft_sensor_raw,
+                     double* ldd_ft_zero);
 
   /// A wrench in sensor axes expressed in tool axes: force and torque times R_tool_ft. The torque
   /// keeps the sensor as its moment point: no lever arm is added. pose_base2tcp is not used.
-  void expressForceInFrame(RVector& ft_rcs, const RVector& ft_sensor,
-                           const robot_pose_rvector_para_t& input_rprp) const;
-  void expressForceInFrame(double* ft_rcs, const double* ft_sensor,
-                           const robot_pose_para_t& input_rpp) const;
+  void expressForceInFrame(RVector& ft_rcs, RVector ft_sensor,
+                           robot_pose_rvector_para_t input_rprp);
+  void expressForceInFrame(double* ft_rcs, double* ft_sensor, robot_pose_para_t input_rpp);
 
   /// A wrench in tool axes rotated by the angles of an offset pose (its x, y, z are ignored): force
   /// and torque times R_rcs_tool, no lever arm.
-  void expressForceInFrame(RVector& ft_rcs, const RVector& ft_tool,
-                           const RVector& pos_offset2tool) const;
-  void expressForceInFrame(double* ft_rcs, const double* ft_tool,
-                           const double* pos_offset2tool) const;
+  void expressForceInFrame(RVector& ft_rcs, RVector ft_tool, RVector pos_offset2tool);
+  void expressForceInFrame(double* ft_rcs, double* ft_tool, double* pos_offset2tool);
 };
 
 #endif

@@ -34,11 +34,15 @@ struct LoadFit {
   double weight() const;
 };
 
-/// Fits M = moment(l, F) + M0 and F = R' G + F0 to n samples (1..10) by normal equations. `ft` are
-/// raw wrenches, `pose` the poses of the sensor in the base (x, y, z, angles about Z, Y, X).
-/// Needs three clearly different orientations: the sweep inverse has no singularity test, so that
-/// fewer give results that are not numbers or mean nothing.
-LoadFit fitLoad(const double (*ft)[6], const double (*pose)[6], std::size_t n, MomentModel model);
+/// Most samples that are recorded for an identification.
+constexpr std::size_t loadSamples = 10;
+
+/// Fits M = moment(l, F) + M0 and F = R' G + F0 to n samples (more than loadSamples count as that
+/// many) by normal equations. `ft` are raw wrenches, `pose` the poses of the sensor in the base
+/// (x, y, z, angles about Z, Y, X). Needs three clearly different orientations: the sweep inverse
+/// has no singularity test, so that fewer give results that are not numbers or mean nothing.
+LoadFit fitLoad(const double (&ft)[loadSamples][6], const double (&pose)[loadSamples][6],
+                std::size_t n, MomentModel model);
 
 }  // namespace zel
 

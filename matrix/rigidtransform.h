@@ -10,20 +10,32 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 namespace zel {
 
-/// Two doubles that are worked on side by side, each exactly as on its own.
-using Pair = double __attribute__((vector_size(16)));
-
 /// Pose of a frame b in a frame a: rows 0..2 of the homogeneous matrix. Columns 0..2 are the axes
 /// of b in a, column 3 the origin of b in a.
-struct RigidTransform {
-  union {
-    double row[3][4];
-    Pair pair[3][2];
-  };
+struct alignas(16) RigidTransform {
+  double row[3][4];
 };
+
+constexpr RigidTransform identity = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
+
+/// Two doubles that are worked on side by side, each exactly as on its own. Rows are written and
+/// read by pairs: a compiler left alone writes them in other pieces than it reads them, which costs
+/// the cycle up to a tenth.
+using Pair = double __attribute__((vector_size(16)));
+
+inline Pair load(const double* two) {
+  Pair pair;
+  std::memcpy(&pair, two, sizeof pair);
+  return pair;
+}
+
+inline void store(double* two, Pair pair) {
+  std::memcpy(two, &pair, sizeof pair);
+}
 
 /// RotZ(a) * RotY(b) * RotX(c), multiplied left to right.
 template <typename Rows>
@@ -54,28 +66,27 @@ inline RigidTransform transformFromPose(const double* pose) {
   rotationFromAngles(pose[3], pose[4], pose[5], R);
   RigidTransform T;
   for (int i = 0; i < 3; ++i) {
-    T.pair[i][0] = Pair{R[i][0], R[i][1]};
-    T.pair[i][1] = Pair{R[i][2], pose[i]};
+    store(T.row[i], Pair{R[i][0], R[i][1]});
+    store(T.row[i] + 2, Pair{R[i][2], pose[i]});
   }
   return T;
 }
 
 /// One row of a product of transforms: `a` is the row of the left factor. The last row of B takes
 /// part: a translation in `a` that is not finite makes the whole row NaN.
-[[gnu::always_inline]] inline void rowOfProduct(const double* a, const RigidTransform& B,
-                                                Pair* row) {
+inline void rowOfProduct(const double* a, const RigidTransform& B, double* row) {
   constexpr Pair zero = {0.0, 0.0};
   constexpr Pair lastRow[2] = {{0.0, 0.0}, {0.0, 1.0}};
   for (int j = 0; j < 2; ++j) {
-    row[j] =
-        zero + a[0] * B.pair[0][j] + a[1] * B.pair[1][j] + a[2] * B.pair[2][j] + a[3] * lastRow[j];
+    store(row + 2 * j, zero + a[0] * load(B.row[0] + 2 * j) + a[1] * load(B.row[1] + 2 * j) +
+                           a[2] * load(B.row[2] + 2 * j) + a[3] * lastRow[j]);
   }
 }
 
 /// T_a_c = T_a_b * T_b_c.
 inline RigidTransform operator*(const RigidTransform& A, const RigidTransform& B) {
   RigidTransform C;
-  for (int i = 0; i < 3; ++i) rowOfProduct(A.row[i], B, C.pair[i]);
+  for (int i = 0; i < 3; ++i) rowOfProduct(A.row[i], B, C.row[i]);
   return C;
 }
 
@@ -137,6 +148,14 @@ inline void rotationFromQuaternion(const double* q, Rows& R) {
   R[2][2] = 2.0 * (w * w + z * z) - 1.0;
 }
 
+/// Transform of a position and a quaternion: x, y, z, w, qx, qy, qz.
+inline RigidTransform transformFromQuaternion(const double* pose) {
+  RigidTransform T;
+  rotationFromQuaternion(pose + 3, T.row);
+  for (int i = 0; i < 3; ++i) T.row[i][3] = pose[i];
+  return T;
+}
+
 /// Unit quaternion (w, x, y, z) of the rotation block of R, anything indexed R[i][j]; the largest
 /// component is positive, ties go to the earlier one (Shepperd, "Quaternion from rotation matrix").
 /// `size` elements of q take part in the square roots and in the normalisation (4 for a
@@ -180,6 +199,19 @@ inline bool quaternionFromRotation(const Rows& R, double* q, std::size_t size) {
   const double norm = std::sqrt(squares);
   for (std::size_t i = 0; i < size; ++i) q[i] = q[i] / norm;
   return true;
+}
+
+/// Cross-product matrix of v = (x, y, z), written into anything indexed S[i][j]: S w = v x w.
+template <typename Rows>
+inline void crossProductMatrix(const double* v, Rows& S) {
+  const double x = v[0], y = v[1], z = v[2];
+  S[0][0] = S[1][1] = S[2][2] = 0.0;
+  S[0][1] = -z;
+  S[0][2] = y;
+  S[1][0] = z;
+  S[1][2] = -x;
+  S[2][0] = -y;
+  S[2][1] = x;
 }
 
 }  // namespace zel

@@ -5,25 +5,53 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <functional>
 
-#include "matrix/elementwise.h"
+#include "matrix/matrixops.h"
 #include "matrix/rigidtransform.h"
 
-RMatrix::RMatrix() : FixedMatrix(0, 0, true) {}
+namespace {
 
-RMatrix::RMatrix(std::size_t n) : FixedMatrix(n, n, n == 0) {
-  setDiagonal(1.0);
+constexpr std::size_t capacity = RMatrix::capacity;
+
+/// How far an index range runs: to the end of the storage.
+std::size_t lastOf(std::size_t last) {
+  assert(last < capacity && "index beyond the storage");
+  return std::min(last, capacity - 1);
 }
 
-RMatrix::RMatrix(std::size_t r, std::size_t c) : FixedMatrix(r, c, r == 0 || c == 0) {}
-
-RMatrix::RMatrix(double (*a)[4], std::size_t n) : FixedMatrix(n, n, false) {
-  for (std::size_t i = 0; i < iRow; ++i) {
-    for (std::size_t j = 0; j < iCol; ++j) value[i][j] = a[i][j];
-  }
+/// An element by indices that a caller has chosen; 0.0 beyond the storage.
+double element(const RMatrix& A, std::size_t i, std::size_t j) {
+  assert(i < capacity && j < capacity && "index beyond the storage");
+  return i < capacity && j < capacity ? A.value[i][j] : 0.0;
 }
 
-RMatrix::RMatrix(const double* R, const double* p) : FixedMatrix(4, 4, false) {
+/// Writes elements of v down column c from row r0 to row r1, as far as the storage goes.
+void writeColumn(RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c, const RVector& v) {
+  if (lastOf(c) != c) return;
+  for (std::size_t i = r0; i <= lastOf(r1); ++i) A.value[i][c] = v.value[i - r0];
+}
+
+}  // namespace
+
+RMatrix::RMatrix() : value{}, iRow(0), iCol(0), IsAmpty(true) {}
+
+RMatrix::RMatrix(std::size_t n) : RMatrix(n, n) {
+  zel::setDiagonal(*this, 1.0);
+}
+
+RMatrix::RMatrix(std::size_t r, std::size_t c)
+    : value{},
+      iRow(zel::bounded<capacity>(r)),
+      iCol(zel::bounded<capacity>(c)),
+      IsAmpty(r == 0 || c == 0) {}
+
+RMatrix::RMatrix(double (*a)[4], std::size_t n) : RMatrix(zel::bounded<4>(n), zel::bounded<4>(n)) {
+  IsAmpty = false;
+  for (std::size_t i = 0; i < iRow; ++i) std::copy_n(a[i], iCol, value[i]);
+}
+
+RMatrix::RMatrix(double* R, double* p) : RMatrix(4, 4) {
   for (int i = 0; i < 3; ++i) {
     for (int j = 0; j < 3; ++j) value[i][j] = R[3 * i + j];
     value[i][3] = p[i];
@@ -31,96 +59,89 @@ RMatrix::RMatrix(const double* R, const double* p) : FixedMatrix(4, 4, false) {
   value[3][3] = 1.0;
 }
 
-RMatrix::RMatrix(const RMatrix& m) = default;
+RMatrix::RMatrix(const RMatrix& m) : RMatrix() {
+  zel::assignBlock(*this, m);
+}
+
+RMatrix::~RMatrix() = default;
 
 RMatrix RMatrix::operator=(const RMatrix& m) {
-  FixedMatrix::operator=(m);
+  zel::assignBlock(*this, m);
   return *this;
 }
 
-RMatrix RMatrix::operator*(const RMatrix& B) const {
-  RMatrix C(iRow, B.iCol);
-  C.assignProduct(*this, B);
-  return C;
+RMatrix RMatrix::operator*(const RMatrix& B) {
+  return zel::product(*this, B);
 }
 
 RMatrix RMatrix::RIdentity(std::size_t n) {
-  RMatrix I(n, n);
-  I.setDiagonal(1.0);
-  return I;
+  return RMatrix(n);
 }
 
 RMatrix RMatrix::setSize(std::size_t n) {
   return RMatrix(n);
 }
 
-RMatrix RMatrix::RTranspose(const RMatrix& A) {
-  RMatrix At(A.iCol, A.iRow);
-  At.assignTranspose(A);
-  return At;
+RMatrix RMatrix::RTranspose(RMatrix A) {
+  return zel::transposed(A);
 }
 
 RMatrix RMatrix::subRMatrix(RMatrix A, std::size_t r0, std::size_t r1, std::size_t c0,
                             std::size_t c1) {
-  assert(r1 < capacity && c1 < capacity);
   RMatrix S(r1 - r0 + 1, c1 - c0 + 1);
   for (std::size_t i = 0; i < S.iRow; ++i) {
-    for (std::size_t j = 0; j < S.iCol; ++j) S.value[i][j] = A.value[r0 + i][c0 + j];
+    for (std::size_t j = 0; j < S.iCol; ++j) S.value[i][j] = element(A, r0 + i, c0 + j);
   }
   return S;
 }
 
-RVector RMatrix::subRVector(const RMatrix& A, std::size_t a, std::size_t b, std::size_t k,
+RVector RMatrix::subRVector(RMatrix& A, std::size_t a, std::size_t b, std::size_t k,
                             ZelArraytype t) {
   RVector v(b - a + 1);
   for (std::size_t i = 0; i < v.size; ++i) {
-    if (t == COLUMN) v.value[i] = A.value[a + i][k];
-    if (t == ROW) v.value[i] = A.value[k][a + i];
+    if (t == COLUMN) v.value[i] = element(A, a + i, k);
+    if (t == ROW) v.value[i] = element(A, k, a + i);
   }
   return v;
 }
 
 void RMatrix::catRMatrix(RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c0, std::size_t c1,
-                         const RMatrix& S) {
-  assert(r1 < capacity && c1 < capacity);
-  for (std::size_t i = r0; i <= r1; ++i) {
-    for (std::size_t j = c0; j <= c1; ++j) A.value[i][j] = S.value[i - r0][j - c0];
+                         RMatrix& S) {
+  for (std::size_t i = r0; i <= lastOf(r1); ++i) {
+    for (std::size_t j = c0; j <= lastOf(c1); ++j) A.value[i][j] = S.value[i - r0][j - c0];
   }
 }
 
-void RMatrix::catRMatrix(RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c,
-                         const RVector& v) {
-  for (std::size_t i = r0; i <= r1; ++i) A.value[i][c] = v.value[i - r0];
+void RMatrix::catRMatrix(RMatrix& A, std::size_t r0, std::size_t r1, std::size_t c, RVector& v) {
+  writeColumn(A, r0, r1, c, v);
 }
 
-void RMatrix::replaceRMatrix(RMatrix& A, std::size_t idx, ZelArraytype, const RVector& v) {
-  for (std::size_t i = 0; i < v.size; ++i) A.value[i][idx] = v.value[i];
+void RMatrix::replaceRMatrix(RMatrix& A, std::size_t idx, ZelArraytype, RVector& v) {
+  if (v.size > 0) writeColumn(A, 0, v.size - 1, idx, v);
 }
 
 void RMatrix::replaceOriOfTMatrix(RMatrix& T, RMatrix R) {
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) T.value[i][j] = R.value[i][j];
-  }
+  for (int i = 0; i < 3; ++i) std::copy_n(R.value[i], 3, T.value[i]);
 }
 
-void RMatrix::replaceDisOfTMatrix(RMatrix& T, const RVector& p) {
+void RMatrix::replaceDisOfTMatrix(RMatrix& T, RVector& p) {
   for (int i = 0; i < 3; ++i) T.value[i][3] = p.value[i];
 }
 
 void RMatrix::clearRMatrix(RMatrix& A) {
-  A.clearTransposedBlock();
+  zel::clearTransposedBlock(A);
 }
 
-RMatrix RMatrix::triuRMatrix(const RMatrix& A) {
+RMatrix RMatrix::triuRMatrix(RMatrix& A) {
   RMatrix T(A);
-  T.setDiagonal(0.0);
+  zel::setDiagonal(T, 0.0);
   return T;
 }
 
-double RMatrix::normRMatrix(const RMatrix& A, std::size_t) {
+double RMatrix::normRMatrix(RMatrix& A, std::size_t) {
   double sum = 0.0;
-  for (std::size_t i = 0; i < A.iCol; ++i) {
-    for (std::size_t j = 0; j < A.iRow; ++j) sum += A.value[i][j] * A.value[i][j];
+  for (std::size_t i = 0; i < zel::columns(A); ++i) {
+    for (std::size_t j = 0; j < zel::rows(A); ++j) sum += A.value[i][j] * A.value[i][j];
   }
   return std::sqrt(sum);
 }
@@ -152,21 +173,22 @@ RMatrix RMatrix::RotZ(double t) {
   return R;
 }
 
-RMatrix RMatrix::RPY2Rot(const RVector& v) {
+RMatrix RMatrix::RPY2Rot(RVector v) {
   RMatrix R(3, 3);
   zel::rotationFromAngles(v.value[0], v.value[1], v.value[2], R.value);
   return R;
 }
 
-RMatrix RMatrix::RPY2TR(const RVector& v) {
+RMatrix RMatrix::RPY2TR(RVector v) {
   RMatrix T(4);
   zel::rotationFromAngles(v.value[0], v.value[1], v.value[2], T.value);
   return T;
 }
 
-RMatrix RMatrix::Pos2TR(const RVector& pose, ZelAngletype) {
+RMatrix RMatrix::Pos2TR(RVector pose, ZelAngletype) {
   RMatrix T = RPY2TR(RVector::slice(pose, 3, 6));
-  replaceDisOfTMatrix(T, RVector::slice(pose, 0, 3));
+  RVector position = RVector::slice(pose, 0, 3);
+  replaceDisOfTMatrix(T, position);
   return T;
 }
 
@@ -179,13 +201,13 @@ RMatrix RMatrix::TrInv(RMatrix T) {
   return inv;
 }
 
-RMatrix RMatrix::Quaternion2Rot(const RVector& q) {
+RMatrix RMatrix::Quaternion2Rot(RVector& q) {
   RMatrix R(3);
   zel::rotationFromQuaternion(q.value, R.value);
   return R;
 }
 
-RMatrix RMatrix::PosQuaternion2TR(const RVector& v) {
+RMatrix RMatrix::PosQuaternion2TR(RVector& v) {
   RMatrix T(4);
   zel::rotationFromQuaternion(v.value + 3, T.value);
   replaceDisOfTMatrix(T, v);
@@ -193,17 +215,17 @@ RMatrix RMatrix::PosQuaternion2TR(const RVector& v) {
 }
 
 RVector operator*(const RMatrix& A, const RVector& v) {
-  RVector r(A.iRow);
+  RVector r(zel::rows(A));
   for (std::size_t i = 0; i < r.size; ++i) {
-    for (std::size_t j = 0; j < A.iCol; ++j) r.value[i] += A.value[i][j] * v.value[j];
+    for (std::size_t j = 0; j < zel::columns(A); ++j) r.value[i] += A.value[i][j] * v.value[j];
   }
   return r;
 }
 
 RMatrix operator+(const RMatrix& A, const RMatrix& B) {
-  return zel::elementwise(A, B, [](double a, double b) { return a + b; });
+  return zel::elementwise(A, B, std::plus<double>());
 }
 
 RMatrix operator-(const RMatrix& A, const RMatrix& B) {
-  return zel::elementwise(A, B, [](double a, double b) { return a - b; });
+  return zel::elementwise(A, B, std::minus<double>());
 }

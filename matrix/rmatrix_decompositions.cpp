@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "matrix/inverse.h"
+#include "matrix/matrixops.h"
 #include "matrix/rmatrix.h"
 
 bool RMatrix::RMatrixInv(RMatrix A, RMatrix& Mc) {
@@ -75,21 +76,22 @@ void RMatrix::svdSim(RMatrix A, RMatrix& U, RMatrix& S, RMatrix& V) {
   const std::size_t n = A.iCol;
   RMatrix U_temp(m);
   RMatrix V_temp(n);
-  S = RTranspose(A);
+  S = zel::transposed(A);
 
   double Err = 1e7;
   for (int loopcount = 0; Err > tol && loopcount < loopmax; ++loopcount) {
     // A factorisation that fails leaves its outputs zero and the sweep goes on with them.
     RMatrix Q(m, m), R(m, n);
-    qrFullRMatrix(RTranspose(S), Q, R);
+    qrFullRMatrix(zel::transposed(S), Q, R);
     U_temp = U_temp * Q;
 
     RMatrix Q1(n, n), R1(n, m);
-    qrFullRMatrix(RTranspose(R), Q1, R1);
+    qrFullRMatrix(zel::transposed(R), Q1, R1);
     V_temp = V_temp * Q1;
     S = R1;
 
-    const double e = normRMatrix(triuRMatrix(S), 1);
+    RMatrix offDiagonal = triuRMatrix(S);
+    const double e = normRMatrix(offDiagonal, 1);
     double squares = 0.0;
     for (std::size_t i = 0; i < n; ++i) squares += S.value[i][i] * S.value[i][i];
     double f = std::sqrt(squares);

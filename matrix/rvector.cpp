@@ -1,13 +1,13 @@
 #include "matrix/rvector.h"
 
-#include <cassert>
+#include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <limits>
 #include <type_traits>
 
+#include "matrix/matrixops.h"
 #include "matrix/rigidtransform.h"
 #include "matrix/rmatrix.h"
+#include "matrix/vectorops.h"
 
 static_assert(std::is_trivially_copyable_v<RVector>);
 
@@ -16,44 +16,14 @@ namespace {
 constexpr double pi = 3.141592653589793;
 constexpr double twoPi = 6.283185307179586;
 
-std::size_t bounded(std::size_t n) {
-  assert(n <= RVector::capacity && "vector size above seven");
-  return n <= RVector::capacity ? n : RVector::capacity;
-}
-
-/// The result of `while (x >= pi) x -= 2 pi`, without walking through every step of a large x.
-///
-/// Within one binade all values are multiples of the same unit u, and x - 2 pi rounds to x minus
-/// the same multiple of u each time (in the one binade where 2 pi lies exactly between two
-/// multiples, ties to even make the step constant from the second one on). So two steps tell how
-/// far each of the following ones goes, and as many as stay within the binade are taken at once,
-/// exactly.
-double wrapBelowPi(double x) {
-  while (x >= pi) {
-    const double next = x - twoPi;
-    if (next == x) return x;  // infinite, or so large that a turn is below half a unit
-    const double afterNext = next - twoPi;
-
-    int exponent = 0;
-    int exponentAfter = 0;
-    const double fraction = std::frexp(next, &exponent);
-    std::frexp(afterNext, &exponentAfter);
-    x = next;
-    constexpr int smallestWorthSkipping = 8;
-    if (exponent < smallestWorthSkipping || exponent != exponentAfter || next == afterNext)
-      continue;
-
-    constexpr int digits = std::numeric_limits<double>::digits;
-    const auto units = static_cast<std::int64_t>(std::ldexp(fraction, digits));
-    const auto step = static_cast<std::int64_t>(std::ldexp(next - afterNext, digits - exponent));
-    constexpr std::int64_t lowest = std::int64_t{1} << (digits - 1);
-    // The last step within the binade is left to the loop: its result may round on the finer grid
-    // below.
-    const std::int64_t skipped = (units - lowest) / step - 1;
-    if (skipped > 0) {
-      x = std::ldexp(static_cast<double>(units - skipped * step), exponent - digits);
-    }
+double wrapped(double x) {
+  constexpr double manyTurns = 0x1p30;  // 1.7e8 of them: a good part of a second
+  if (const double magnitude = std::fabs(x); magnitude >= manyTurns) {
+    if (magnitude - twoPi == magnitude) return x;
+    x = std::fmod(x, twoPi);
   }
+  while (x >= pi) x -= twoPi;
+  while (x < -pi) x += twoPi;
   return x;
 }
 
@@ -61,14 +31,14 @@ double wrapBelowPi(double x) {
 
 RVector::RVector() : size(0), value{}, IsAmpty(true) {}
 
-RVector::RVector(std::size_t n) : size(bounded(n)), value{}, IsAmpty(false) {}
+RVector::RVector(std::size_t n) : size(zel::bounded<capacity>(n)), value{}, IsAmpty(false) {}
 
-RVector::RVector(const double* data, std::size_t n) : RVector(n) {
-  for (std::size_t i = 0; i < size; ++i) value[i] = data[i];
+RVector::RVector(double* data, std::size_t n) : RVector(n) {
+  std::copy_n(data, size, value);
 }
 
-double RVector::norm(const RVector& d) {
-  return std::sqrt(dotRVector(d, d));
+double RVector::norm(RVector d) {
+  return zel::norm(d);
 }
 
 RVector RVector::setSize(std::size_t n) {
@@ -83,19 +53,13 @@ RVector RVector::vex3(RMatrix R) {
   return v;
 }
 
-RMatrix RVector::Skew(const RVector& v) {
-  const double x = v.value[0], y = v.value[1], z = v.value[2];
+RMatrix RVector::Skew(RVector v) {
   RMatrix S(3, 3);
-  S.value[0][1] = -z;
-  S.value[0][2] = y;
-  S.value[1][0] = z;
-  S.value[1][2] = -x;
-  S.value[2][0] = -y;
-  S.value[2][1] = x;
+  zel::crossProductMatrix(v.value, S.value);
   return S;
 }
 
-RVector RVector::slice(const RVector& d, std::size_t start, std::size_t end) {
+RVector RVector::slice(RVector d, std::size_t start, std::size_t end) {
   RVector result(end);
   for (std::size_t i = start; i < result.size; ++i) {
     result.value[i - start] = i > d.size ? d.value[i - d.size] : d.value[i];
@@ -103,51 +67,30 @@ RVector RVector::slice(const RVector& d, std::size_t start, std::size_t end) {
   return result;
 }
 
-RVector RVector::cross3(const RVector& a, const RVector& b) {
-  RVector c(3);
-  c.value[0] = a.value[1] * b.value[2] - a.value[2] * b.value[1];
-  c.value[1] = -(a.value[0] * b.value[2] - a.value[2] * b.value[0]);
-  c.value[2] = a.value[0] * b.value[1] - a.value[1] * b.value[0];
-  return c;
+RVector RVector::cross3(RVector a, RVector b) {
+  return zel::cross(a, b);
 }
 
-RVector RVector::catRVector(const RVector& a, const RVector& b) {
-  RVector result(a.size + b.size);
-  for (std::size_t i = 0; i < result.size; ++i) {
-    result.value[i] = i < a.size ? a.value[i] : b.value[i - a.size];
-  }
-  return result;
+RVector RVector::catRVector(RVector& a, RVector b) {
+  return zel::joined(a, b);
 }
 
 void RVector::processAngle(RVector& v) {
-  for (std::size_t i = 0; i < v.size; ++i) {
-    double& x = v.value[i];
-    x = wrapBelowPi(x);
-    // Adding a turn while x < -pi mirrors subtracting one, except that the interval is half-open
-    // (exactly -pi stays) and that whole turns end at 0.0, never at -0.0.
-    if (x < -pi) {
-      x = 0.0 - wrapBelowPi(-x);
-      if (x == pi) x = -pi;
-    }
-  }
+  for (std::size_t i = 0; i < zel::sizeOf(v); ++i) v.value[i] = wrapped(v.value[i]);
 }
 
-RVector RVector::diagRVector(const RMatrix& M) {
-  RVector d(M.iRow);
+RVector RVector::diagRVector(RMatrix& M) {
+  RVector d(zel::rows(M));
   for (std::size_t i = 0; i < d.size; ++i) d.value[i] = M.value[i][i];
   return d;
 }
 
-double RVector::dotRVector(const RVector& a, const RVector& b) {
-  double sum = 0.0;
-  for (std::size_t i = 0; i < a.size; ++i) sum += a.value[i] * b.value[i];
-  return sum;
+double RVector::dotRVector(RVector& a, RVector& b) {
+  return zel::dot(a, b);
 }
 
-RVector RVector::sqrtRVector(const RVector& v) {
-  RVector r(v.size);
-  for (std::size_t i = 0; i < r.size; ++i) r.value[i] = std::sqrt(v.value[i]);
-  return r;
+RVector RVector::sqrtRVector(RVector v) {
+  return zel::elementwise(v, [](double x) { return std::sqrt(x); });
 }
 
 RVector RVector::TR2RPY(RMatrix T) {
@@ -156,7 +99,7 @@ RVector RVector::TR2RPY(RMatrix T) {
   return angles;
 }
 
-RVector RVector::TR2Pos(const RMatrix& T, ZelAngletype) {
+RVector RVector::TR2Pos(RMatrix& T, ZelAngletype) {
   RVector pose(6);
   const RVector angles = TR2RPY(T);
   for (int i = 0; i < 3; ++i) {
@@ -167,31 +110,27 @@ RVector RVector::TR2Pos(const RMatrix& T, ZelAngletype) {
 }
 
 bool RVector::Ori2Quaternion(RMatrix R, RVector& q) {
-  return zel::quaternionFromRotation(R.value, q.value, q.size);
+  return zel::quaternionFromRotation(R.value, q.value, zel::sizeOf(q));
 }
 
 RVector operator+(const RVector& a, const RVector& b) {
   RVector r(a.size);
-  for (std::size_t i = 0; i < a.size; ++i) r.value[i] = b.value[i] + a.value[i];
+  for (std::size_t i = 0; i < r.size; ++i) r.value[i] = b.value[i] + a.value[i];
   return r;
 }
 
 RVector operator-(const RVector& a, const RVector& b) {
   RVector r(a.size);
-  for (std::size_t i = 0; i < a.size; ++i) r.value[i] = a.value[i] - b.value[i];
+  for (std::size_t i = 0; i < r.size; ++i) r.value[i] = a.value[i] - b.value[i];
   return r;
 }
 
 RVector operator-(const RVector& a) {
-  RVector r(a.size);
-  for (std::size_t i = 0; i < a.size; ++i) r.value[i] = -a.value[i];
-  return r;
+  return zel::elementwise(a, [](double x) { return -x; });
 }
 
 RVector operator*(const RVector& a, double s) {
-  RVector r(a.size);
-  for (std::size_t i = 0; i < a.size; ++i) r.value[i] = a.value[i] * s;
-  return r;
+  return zel::elementwise(a, [s](double x) { return x * s; });
 }
 
 RVector operator*(double s, RVector& a) {
@@ -199,15 +138,11 @@ RVector operator*(double s, RVector& a) {
 }
 
 RVector operator/(const RVector& a, double s) {
-  RVector r(a.size);
-  for (std::size_t i = 0; i < a.size; ++i) r.value[i] = a.value[i] / s;
-  return r;
+  return zel::elementwise(a, [s](double x) { return x / s; });
 }
 
 RVector operator/(double s, const RVector& a) {
-  RVector r(a.size);
-  for (std::size_t i = 0; i < a.size; ++i) r.value[i] = s / a.value[i];
-  return r;
+  return zel::elementwise(a, [s](double x) { return s / x; });
 }
 
 double _sqrt(double x) {

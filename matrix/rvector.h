@@ -13,9 +13,8 @@ class RMatrix;
 ///
 /// No operation compares sizes: a result takes the size of the operand named in its comment, and
 /// elements beyond another operand's size are read as they stand in its storage. A matrix taken by
-/// value is a copy, whose cells outside the logical block are 0.0 (see FixedMatrix). Sizes above
-/// seven are a caller's error: a debug build asserts, a release build keeps the first seven
-/// elements.
+/// value is a copy, whose cells outside the logical block are 0.0 (see RMatrix). Sizes above seven
+/// are a caller's error: a debug build asserts, a release build works on the first seven elements.
 class ZEL_FTC_API RVector {
  public:
   static constexpr std::size_t capacity = 7;
@@ -29,39 +28,39 @@ class ZEL_FTC_API RVector {
   /// n zeros.
   explicit RVector(std::size_t n);
   /// The first n values of `data`.
-  RVector(const double* data, std::size_t n);
+  RVector(double* data, std::size_t n);
 
   /// Euclidean norm: squares summed in index order, one square root. 0 for an empty vector.
-  static double norm(const RVector& d);
+  static double norm(RVector d);
   /// A new zero vector of size n; changes no existing vector.
   static RVector setSize(std::size_t n);
   /// Vector of a skew-symmetric matrix: (R21, R02, R10), no averaging with the opposite entries.
   static RVector vex3(RMatrix R);
   /// Cross-product matrix of (x, y, z): rows (0, -z, y), (z, 0, -x), (-y, x, 0).
-  static RMatrix Skew(const RVector& v);
+  static RMatrix Skew(RVector v);
   /// Elements start .. end-1 moved to the front of a vector of size `end` (not end - start): the
   /// trailing elements stay 0. An index above d.size wraps to the front; d.size itself does not.
-  static RVector slice(const RVector& d, std::size_t start, std::size_t end);
+  static RVector slice(RVector d, std::size_t start, std::size_t end);
   /// a x b of the first three elements.
-  static RVector cross3(const RVector& a, const RVector& b);
+  static RVector cross3(RVector a, RVector b);
   /// The elements of a followed by those of b.
-  static RVector catRVector(const RVector& a, const RVector& b);
-  /// Wraps every element into [-pi, pi) with the result of repeatedly subtracting or adding 2 pi,
-  /// rounding included. Ends for every value: an element that a subtraction does not change (huge,
-  /// infinite, not a number) stays as it is.
+  static RVector catRVector(RVector& a, RVector b);
+  /// Wraps every element into [-pi, pi): subtracts 2 pi while it is at least pi, adds 2 pi while it
+  /// is below -pi; from 2^30 on one exact remainder goes first, instead of seconds of turns. An
+  /// element that a turn does not change (from about 2^56 on, infinite, not a number) stays.
   static void processAngle(RVector& v);
   /// The diagonal of M, M.iRow elements.
-  static RVector diagRVector(const RMatrix& M);
+  static RVector diagRVector(RMatrix& M);
   /// Sum of a[i] * b[i] over a.size elements.
-  static double dotRVector(const RVector& a, const RVector& b);
+  static double dotRVector(RVector& a, RVector& b);
   /// Element-wise square root; negative elements give NaN.
-  static RVector sqrtRVector(const RVector& v);
+  static RVector sqrtRVector(RVector v);
 
   /// Angles (about Z, Y, X) of the rotation block of T, each as atan2 gives it. Where T00 and T10
   /// both vanish (below 1e-16: the Y angle is +-90 degrees) the Z angle is chosen as 0.
   static RVector TR2RPY(RMatrix T);
   /// Pose (x, y, z, angles) of a homogeneous transform. The angle type is ignored.
-  static RVector TR2Pos(const RMatrix& T, ZelAngletype t);
+  static RVector TR2Pos(RMatrix& T, ZelAngletype t);
   /// Unit quaternion (w, x, y, z) of the rotation R, its largest component positive. q must have
   /// size 4. False with NaN elements: q then holds the unsigned square roots.
   static bool Ori2Quaternion(RMatrix R, RVector& q);

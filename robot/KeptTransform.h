@@ -1,11 +1,15 @@
-// What the control cycle computes from a pose and keeps until the pose changes.
+// What the control cycle computes from a pose and keeps until the pose changes. Internal: not
+// installed.
 #ifndef ZEL_FTC_ROBOT_KEPTTRANSFORM_H
 #define ZEL_FTC_ROBOT_KEPTTRANSFORM_H
 
-#include <emmintrin.h>
+#include <cstring>
+#include <new>
+#include <type_traits>
 
 #include "matrix/rigidtransform.h"
 #include "matrix/rvector.h"
+#include "robot/ZelFTCTool.h"
 
 namespace zel {
 
@@ -14,18 +18,10 @@ namespace zel {
 class KeptPose {
  public:
   bool is(const RVector& pose) const {
-    __m128i equal = _mm_set1_epi8(-1);
-    for (int i = 0; i < 6; i += 2) {
-      const __m128i kept = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&pose_[i]));
-      const __m128i given = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&pose.value[i]));
-      equal = _mm_and_si128(equal, _mm_cmpeq_epi8(kept, given));
-    }
-    return _mm_movemask_epi8(equal) == 0xFFFF;
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): the bits are what is meant
+    return std::memcmp(pose_, pose.value, sizeof pose_) == 0;
   }
-
-  void take(const RVector& pose) {
-    for (int i = 0; i < 6; ++i) pose_[i] = pose.value[i];
-  }
+  void take(const RVector& pose) { std::memcpy(pose_, pose.value, sizeof pose_); }
 
  private:
   double pose_[6] = {};
@@ -44,7 +40,7 @@ class KeptTransform {
 
  private:
   KeptPose pose_;
-  RigidTransform T_ = {{{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}}};
+  RigidTransform T_ = identity;
 };
 
 /// What the cycle needs of a pose that only configuration changes: computed once.
@@ -66,9 +62,9 @@ class KeptMounting {
   }
 
   KeptPose pose_;
-  RigidTransform T_ = {{{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}}};
-  RigidTransform inverse_ = zel::inverse(T_);
-  RigidTransform rotation_ = zel::rotationOf(T_);
+  RigidTransform T_ = identity;
+  RigidTransform inverse_ = zel::inverse(identity);
+  RigidTransform rotation_ = identity;
 };
 
 /// The 6 x 6 transform that expresses a sensor-frame wrench (force, torque) in the frame with the
@@ -82,27 +78,33 @@ class KeptWrenchTransform {
   /// wrench_rcs = X * wrench_sensor, six values each; sums run over the columns from 0.0.
   void apply(const RVector& pose, const double* wrench_sensor, double* wrench_rcs) {
     if (!pose_.is(pose)) take(pose);
-    constexpr Pair zero = {0.0, 0.0};
-    Pair sum[3] = {zero, zero, zero};
+    double sum[6] = {};
     for (int j = 0; j < 6; ++j) {
-      for (int i = 0; i < 3; ++i) sum[i] += columnPair_[j][i] * wrench_sensor[j];
+      for (int i = 0; i < 6; ++i) sum[i] += column_[j][i] * wrench_sensor[j];
     }
-    for (int i = 0; i < 3; ++i) {
-      wrench_rcs[2 * i] = sum[i][0];
-      wrench_rcs[2 * i + 1] = sum[i][1];
-    }
+    std::memcpy(wrench_rcs, sum, sizeof sum);
   }
 
  private:
   void take(const RVector& pose);
 
   KeptPose pose_;
-  union {
-    double column_[6][6] = {};
-    Pair columnPair_[6][3];
-  };
+  double column_[6][6] = {};
 };
 
 }  // namespace zel
+
+/// Lives in the storage that a tool sets aside for it and is copied with it, byte for byte.
+struct ZelFTCTool::Kept {
+  zel::KeptTransform T_base_now, T_base_start;
+  zel::KeptMounting T_flange_sensor, T_flange_pos_tool, T_sensor_tool;
+  zel::KeptWrenchTransform X_rcs_sensor;
+};
+
+inline ZelFTCTool::Kept& ZelFTCTool::kept() {
+  static_assert(sizeof(Kept) == sizeof keptStorage && alignof(Kept) <= 16);
+  static_assert(std::is_trivially_copyable_v<Kept>);
+  return *std::launder(reinterpret_cast<Kept*>(keptStorage));
+}
 
 #endif

@@ -8,10 +8,13 @@
 #include "matrix/rmatrix.h"
 #include "matrix/rmatrix30.h"
 #include "matrix/rvector.h"
-#include "robot/KeptTransform.h"
 #include "robot/ZelForceControlTool.h"
 #include "zel_clock.h"
 #include "zel_ftc_types.h"
+
+namespace zel {
+struct RigidTransform;
+}
 
 /// Force control of one tool on one robot.
 ///
@@ -38,10 +41,15 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
  public:
   // ---- records --------------------------------------------------------------------------------
 
-  struct ZelFprceSensorConfig {
+  struct ZEL_FTC_API ZelFprceSensorConfig {
     double MaxLoad[6] = {};    ///< permitted load of the sensor per axis, N and N m
     RVector flange_sensor{6};  ///< pose of the sensor on the flange, m
     RVector sensor_tool{6};    ///< pose of the tool on the sensor, m
+
+    ZelFprceSensorConfig();
+    ~ZelFprceSensorConfig();
+    ZelFprceSensorConfig(const ZelFprceSensorConfig&) = default;
+    ZelFprceSensorConfig& operator=(const ZelFprceSensorConfig&) = default;
   };
 
   struct ZelFprceSensorLoadData {
@@ -115,7 +123,7 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
 
   // ---- state, in order ------------------------------------------------------------------------
 
-  ZelFprceSensorConfig FTconfig = {};
+  ZelFprceSensorConfig FTconfig;
   ZelFprceSensorLoadData loadData = {};
   ZelFtcApproachConfig approachConfig = {};
   ZelFtcAssemblyConfig assemblyConfig = {};
@@ -220,8 +228,9 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
   /// Minimum path per axis (mm); value_name is ignored.
   virtual bool set_minValue_every(double* value_group, int value_name);
 
-  void stop() override {}
-  void Release() override {}
+  /// Accepted, without effect.
+  void stop() override;
+  void Release() override;
   /// Ends approach and tracking runs and forgets their configurations. Assembly is left alone.
   void clear() override;
 
@@ -252,7 +261,7 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
   void initCalibrationLoadData() override;
   /// Identifies the load from the recorded samples. The moment is modelled as F x l while the
   /// compensation uses l x F: for an ordinary sensor the centre of mass comes out mirrored.
-  /// Identify with ldd_tool and hand the result to setLoadData instead.
+  /// Identify with ldd_tool and hand the result to setLoadData instead. Takes about 4 kB of stack.
   bool gravityCalibration() override;
   /// N and mm. Prints a line.
   bool getLoadData(double& G, double& lx, double& ly, double& lz) override;
@@ -266,13 +275,12 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
   // ---- measurement ----------------------------------------------------------------------------
 
   /// Gravity wrench of the load in the sensor frame at a flange pose (m).
-  void getG2Sensor(RVector& out, const RVector& pose);
+  void getG2Sensor(RVector& out, RVector pose);
   /// Expresses a sensor-frame wrench in the frame whose pose on the sensor is given (m): force R f,
   /// torque R m + p x (R f).
-  void expressForceInFrame_T(RVector& f_rcs, const RVector& f_sensor,
-                             const RVector& tool_offect_sensor);
+  void expressForceInFrame_T(RVector& f_rcs, RVector f_sensor, RVector tool_offect_sensor);
   /// Removes gravity and zero offset, changes the frame, applies the dead band; into rcs_ft_data.
-  void ZeroGravTrafo(const RVector& ft, const RVector& pose, ZelCartesianCoordinate rcs);
+  void ZeroGravTrafo(RVector ft, RVector pose, ZelCartesianCoordinate rcs);
   /// Dead band in place; a value equal to the threshold stays.
   void ftTSL(RVector& ft);
 
@@ -285,12 +293,14 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
 
   // ---- path -----------------------------------------------------------------------------------
 
-  static void pose2RVector(RVector& rv, const double* pose);
-  static void RVector2pose(zel_pose& pose, const RVector& rv);
+  /// A caller's pose (mm) into the first six elements of a vector (m).
+  void pose2RVector(RVector& rv, double* pose);
+  /// And back.
+  void RVector2pose(zel_pose& pose, RVector rv);
   /// Prepares a line; no length or no speed gives steps that are not numbers.
-  void getMoveLRVector(RVector& rv_q, const RVector& rv_a, const RVector& rv_b);
+  void getMoveLRVector(RVector& rv_q, RVector rv_a, RVector rv_b);
   /// Prepares the arc from rv_a through rv_b to rv_c.
-  void getMoveCRVector(const RVector& rv_a, const RVector& rv_b, const RVector& rv_c);
+  void getMoveCRVector(RVector rv_a, RVector rv_b, RVector rv_c);
 
   // ---- monitoring -----------------------------------------------------------------------------
 
@@ -311,40 +321,48 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
 
   // ---- diagnostics: captioned dumps on standard output ----------------------------------------
 
-  static void printRMatrix(const RMatrix& M, const char* caption);
-  static void printRMatrix(const RMatrix30& M, const char* caption);
-  static void printRV(const RVector& v, const char* caption);
+  void printRMatrix(RMatrix M, const char* caption);
+  void printRMatrix(RMatrix30 M, const char* caption);
+  void printRV(RVector v, const char* caption);
 
  private:
-  zel::KeptTransform T_base_now, T_base_start;
-  zel::KeptMounting T_flange_sensor, T_flange_pos_tool, T_sensor_tool;
-  zel::KeptWrenchTransform X_rcs_sensor;
+  // Internal from here on; not exported.
 
   /// How the run of one mode differs from the others; the sequence itself stands once.
   struct RunMode;
   /// The arguments of one call.
   struct RunCall;
-  static const RunMode approachRun, assemblyRun, lineRun, arcRun;
+  ZEL_FTC_HIDDEN static const RunMode approachRun, assemblyRun, lineRun, arcRun;
 
-  bool run(const RunMode& mode, const RunCall& call);
-  void startContact(const RunCall& call);
-  void startLine(const RunCall& call);
-  void startArc(const RunCall& call);
-  void startPath(const RunCall& call, ZelMoveType type);
-  int contactResult();
-  int trackingResult();
+  ZEL_FTC_HIDDEN bool run(const RunMode& mode, const RunCall& call);
+  ZEL_FTC_HIDDEN void startContact(const RunCall& call);
+  ZEL_FTC_HIDDEN void startLine(const RunCall& call);
+  ZEL_FTC_HIDDEN void startArc(const RunCall& call);
+  ZEL_FTC_HIDDEN void startPath(const RunCall& call, ZelMoveType type);
+  ZEL_FTC_HIDDEN int contactResult();
+  ZEL_FTC_HIDDEN int trackingResult();
 
-  RVector withoutGravityAndZero(const RVector& ft) const;
-  void perAxisLaw(const double* E, const double* KR);
-  void approachStep(const ZelFtcApproachConfig& config);
-  void leadInLaw(const ZelFtcApproachConfig& config);
-  void enterPhase(int phase);
-  void startSeenFromNow();
-  zel::RigidTransform advancePath(const zel::RigidTransform& T_base_expect);
-  void configContact(ZelFtcApproachConfig& config, ZelCartesianCoordinate rcs,
-                     ZelMainDirection mainDirection, double setExpectFT, const double* setKR,
-                     double translationalMotion, double switchingForce, double switchingTorque,
-                     const double* breakConditionRange, unsigned long timeOut);
+  ZEL_FTC_HIDDEN void gravityAt(const RVector& pose, double* wrench);
+  ZEL_FTC_HIDDEN void withoutGravityAndZero(const RVector& ft, double* wrench) const;
+  ZEL_FTC_HIDDEN void measure(const RVector& ft, const RVector& pose, ZelCartesianCoordinate rcs);
+  ZEL_FTC_HIDDEN void perAxisLaw(const double* E, const double* KR);
+  ZEL_FTC_HIDDEN void approachStep(const ZelFtcApproachConfig& config);
+  ZEL_FTC_HIDDEN void leadInLaw(const ZelFtcApproachConfig& config);
+  ZEL_FTC_HIDDEN void enterPhase(int phase);
+  ZEL_FTC_HIDDEN void startSeenFromNow();
+  ZEL_FTC_HIDDEN zel::RigidTransform advancePath(const zel::RigidTransform& T_base_expect);
+  ZEL_FTC_HIDDEN static void writePose(double* pose, const RVector& rv);
+  ZEL_FTC_HIDDEN void configContact(ZelFtcApproachConfig& config, ZelCartesianCoordinate rcs,
+                                    ZelMainDirection mainDirection, double setExpectFT,
+                                    const double* setKR, double translationalMotion,
+                                    double switchingForce, double switchingTorque,
+                                    const double* breakConditionRange, unsigned long timeOut);
+
+  /// Transforms of poses that have not changed, so that a cycle need not compute them again: in
+  /// place, because a cycle allocates nothing.
+  struct Kept;
+  ZEL_FTC_HIDDEN Kept& kept();
+  alignas(16) std::byte keptStorage[1632];
 };
 
 #endif

@@ -3,17 +3,18 @@
 #include <cstdio>
 
 #include "matrix/loadmodel.h"
+#include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
 
 bool ZelFTCTool::recordCalibrationLoadData(double* ft, double* robot_pos) {
   ZelFtcGravityCalibrationData& data = gravityCalibrationData;
-  constexpr std::size_t capacity = sizeof data.FTData / sizeof data.FTData[0];
-  if (data.size >= capacity) return false;
+  if (data.size >= zel::loadSamples) return false;
   std::copy_n(ft, 6, ft_data_raw.value);
   std::copy_n(ft, 6, ft_data);
   pos_tool = FTconfig.flange_sensor;
   pose2RVector(PosNow, robot_pos);
-  const zel::RigidTransform T_base_sensor = T_base_now.of(PosNow) * T_flange_pos_tool.of(pos_tool);
+  const zel::RigidTransform T_base_sensor =
+      kept().T_base_now.of(PosNow) * kept().T_flange_pos_tool.of(pos_tool);
   std::copy_n(ft_data_raw.value, 6, data.FTData[data.size]);
   zel::poseFromTransform(T_base_sensor, data.PoseData[data.size]);
   ++data.size;

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
 
 namespace {
@@ -12,8 +13,19 @@ constexpr double largestLever = 500.0;  // mm
 
 }  // namespace
 
-ZelFTCTool::ZelFTCTool() = default;
+ZelForceControlTool::ZelForceControlTool() = default;
+ZelForceControlTool::~ZelForceControlTool() = default;
+
+ZelFTCTool::ZelFprceSensorConfig::ZelFprceSensorConfig() = default;
+ZelFTCTool::ZelFprceSensorConfig::~ZelFprceSensorConfig() = default;
+
+ZelFTCTool::ZelFTCTool() {
+  new (keptStorage) Kept;
+}
 ZelFTCTool::~ZelFTCTool() = default;
+
+void ZelFTCTool::stop() {}
+void ZelFTCTool::Release() {}
 
 void ZelFTCTool::configContact(ZelFtcApproachConfig& config, ZelCartesianCoordinate rcs,
                                ZelMainDirection mainDirection, double setExpectFT,

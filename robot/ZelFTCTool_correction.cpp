@@ -1,6 +1,7 @@
 // From the displacement request to the corrected pose.
 #include <cmath>
 
+#include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
 
 namespace {
@@ -21,14 +22,14 @@ void pointOnCircle(const ZelFTCTool::ZelFtcMoveCData& circle, double angle, doub
 zel::RigidTransform ZelFTCTool::advancePath(const zel::RigidTransform& T_base_expect) {
   double q_expect[4];
   zel::quaternionFromRotation(T_base_expect.row, q_expect, 4);
-  RVector next(7);
+  double next[7] = {};
   double* nominal = PosMoveExpect_q.value;
 
   switch (trackingMotionMoveType) {
     case MOVEL: {
       const double* step = MoveLrv_q.value;
-      for (int i = 0; i < 3; ++i) next.value[i] = PosExpect.value[i] + step[i];
-      for (int j = 0; j < 4; ++j) next.value[3 + j] = step[3 + j] + q_expect[j];
+      for (int i = 0; i < 3; ++i) next[i] = PosExpect.value[i] + step[i];
+      for (int j = 0; j < 4; ++j) next[3 + j] = step[3 + j] + q_expect[j];
       for (int i = 0; i < 7; ++i) nominal[i] += step[i];
       moveLData.stepNow += 1.0;
       break;
@@ -39,12 +40,12 @@ zel::RigidTransform ZelFTCTool::advancePath(const zel::RigidTransform& T_base_ex
       pointOnCircle(moveCData, step * moveCData.radian / moveCData.stepMax, to);
       pointOnCircle(moveCData, (step - 1.0) * moveCData.radian / moveCData.stepMax, from);
       for (int i = 0; i < 3; ++i) {
-        next.value[i] = (to[i] + PosExpect.value[i]) - from[i];
+        next[i] = (to[i] + PosExpect.value[i]) - from[i];
         nominal[i] = (to[i] + nominal[i]) - from[i];
       }
       const double* turn = (moveCData.stepB > step ? MoveCrv_b_q : MoveCrv_c_q).value;
       for (int j = 3; j < 7; ++j) {
-        next.value[j] = turn[j] + q_expect[j - 3];
+        next[j] = turn[j] + q_expect[j - 3];
         nominal[j] += turn[j];
       }
       moveCData.stepNow += 1.0;
@@ -54,16 +55,13 @@ zel::RigidTransform ZelFTCTool::advancePath(const zel::RigidTransform& T_base_ex
       break;
   }
 
-  zel::RigidTransform T_base_next;
-  zel::rotationFromQuaternion(next.value + 3, T_base_next.row);
-  for (int i = 0; i < 3; ++i) T_base_next.row[i][3] = next.value[i];
-  return T_base_next;
+  return zel::transformFromQuaternion(next);
 }
 
 void ZelFTCTool::PosCorr(ZelCartesianCoordinate rcs) {
   if (!runApproachMode && !runTrackingMotionMode) return;  // an assembly run corrects nothing
 
-  const zel::RigidTransform* T_base_path = &T_base_now.of(PosExpect);
+  const zel::RigidTransform* T_base_path = &kept().T_base_now.of(PosExpect);
   zel::RigidTransform T_base_next;
   if (!runApproachMode) {
     T_base_next = advancePath(*T_base_path);
@@ -76,15 +74,15 @@ void ZelFTCTool::PosCorr(ZelCartesianCoordinate rcs) {
     corrected = zel::transformFromPose(ftc_offset.value) * *T_base_path;
   } else if (rcs == SENSOR) {
     // The two mountings cancel but for rounding.
-    const zel::RigidTransform T_base_moving = *T_base_path *
-                                              T_flange_sensor.inverseOf(FTconfig.flange_sensor) *
-                                              T_flange_pos_tool.of(pos_tool);
+    const zel::RigidTransform T_base_moving =
+        *T_base_path * kept().T_flange_sensor.inverseOf(FTconfig.flange_sensor) *
+        kept().T_flange_pos_tool.of(pos_tool);
     corrected = T_base_moving * zel::transformFromPose(ftc_offset.value);
   } else if (rcs == TOOL && runApproachMode) {
     // The mounting rotations stay in the result: a robot that follows it keeps turning.
-    const zel::RigidTransform T_base_moving = *T_base_path *
-                                              T_flange_sensor.rotationOf(FTconfig.flange_sensor) *
-                                              T_sensor_tool.rotationOf(FTconfig.sensor_tool);
+    const zel::RigidTransform T_base_moving =
+        *T_base_path * kept().T_flange_sensor.rotationOf(FTconfig.flange_sensor) *
+        kept().T_sensor_tool.rotationOf(FTconfig.sensor_tool);
     corrected = T_base_moving * zel::transformFromPose(ftc_offset.value);
   } else {
     corrected = *T_base_path * zel::transformFromPose(ftc_offset.value);

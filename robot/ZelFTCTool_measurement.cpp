@@ -4,47 +4,57 @@
 #include <cstdio>
 
 #include "matrix/loadmodel.h"
+#include "matrix/vectorops.h"
+#include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
 
 void zel::KeptWrenchTransform::take(const RVector& pose) {
-  const RMatrix T_rcs_sensor = RMatrix::TrInv(RMatrix::Pos2TR(pose, ZYX));
-  const RMatrix R = RMatrix::subRMatrix(T_rcs_sensor, 0, 2, 0, 2);
-  const RMatrix P = RVector::Skew(RMatrix::subRVector(T_rcs_sensor, 0, 2, 3, COLUMN));
-  RMatrix X(6, 6);
-  RMatrix::catRMatrix(X, 0, 2, 0, 2, R);
-  RMatrix::catRMatrix(X, 3, 5, 0, 2, P * R);
-  RMatrix::catRMatrix(X, 3, 5, 3, 5, R);
-  for (int i = 0; i < 6; ++i) {
-    for (int j = 0; j < 6; ++j) column_[j][i] = X.value[i][j];
+  const RigidTransform T_rcs_sensor = inverse(transformFromPose(pose.value));
+  const auto& R = T_rcs_sensor.row;
+  const double p[3] = {R[0][3], R[1][3], R[2][3]};
+  double P[3][3];
+  crossProductMatrix(p, P);
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) {
+      column_[j][i] = column_[j + 3][i + 3] = R[i][j];
+      column_[j][i + 3] = 0.0 + P[i][0] * R[0][j] + P[i][1] * R[1][j] + P[i][2] * R[2][j];
+      column_[j + 3][i] = 0.0;
+    }
   }
   pose_.take(pose);
 }
 
-void ZelFTCTool::getG2Sensor(RVector& out, const RVector& pose) {
-  const zel::RigidTransform& T_base_flange = T_base_now.of(pose);
-  zel::Pair up[2];  // row 2 of T_base_sensor: the base z axis in sensor coordinates
-  zel::rowOfProduct(T_base_flange.row[2], T_flange_sensor.of(FTconfig.flange_sensor), up);
-  const double z[3] = {up[0][0], up[0][1], up[1][0]};
-  zel::gravityWrench(z, loadData.G, loadData.lx, loadData.ly, loadData.lz, out.value);
+void ZelFTCTool::gravityAt(const RVector& pose, double* wrench) {
+  const zel::RigidTransform& T_base_flange = kept().T_base_now.of(pose);
+  double up[4];  // row 2 of T_base_sensor: the base z axis in sensor coordinates
+  zel::rowOfProduct(T_base_flange.row[2], kept().T_flange_sensor.of(FTconfig.flange_sensor), up);
+  zel::gravityWrench(up, loadData.G, loadData.lx, loadData.ly, loadData.lz, wrench);
 }
 
-void ZelFTCTool::expressForceInFrame_T(RVector& f_rcs, const RVector& f_sensor,
-                                       const RVector& tool_offect_sensor) {
-  X_rcs_sensor.apply(tool_offect_sensor, f_sensor.value, f_rcs.value);
+void ZelFTCTool::getG2Sensor(RVector& out, RVector pose) {
+  gravityAt(pose, out.value);
 }
 
-RVector ZelFTCTool::withoutGravityAndZero(const RVector& ft) const {
-  RVector wrench(6);
+void ZelFTCTool::expressForceInFrame_T(RVector& f_rcs, RVector f_sensor,
+                                       RVector tool_offect_sensor) {
+  kept().X_rcs_sensor.apply(tool_offect_sensor, f_sensor.value, f_rcs.value);
+}
+
+void ZelFTCTool::withoutGravityAndZero(const RVector& ft, double* wrench) const {
   for (int i = 0; i < 6; ++i) {
-    wrench.value[i] = (ft.value[i] + ldd_ftNow.value[i]) - ldd_ft0.value[i];
+    wrench[i] = (ft.value[i] + ldd_ftNow.value[i]) - ldd_ft0.value[i];
   }
-  return wrench;
 }
 
-void ZelFTCTool::ZeroGravTrafo(const RVector& ft, const RVector& pose, ZelCartesianCoordinate rcs) {
-  getG2Sensor(ldd_ftNow, pose);
-  const RVector wc = withoutGravityAndZero(ft);
-  expressForceInFrame_T(ft_data_tool, wc, FTconfig.sensor_tool);
+void ZelFTCTool::ZeroGravTrafo(RVector ft, RVector pose, ZelCartesianCoordinate rcs) {
+  measure(ft, pose, rcs);
+}
+
+void ZelFTCTool::measure(const RVector& ft, const RVector& pose, ZelCartesianCoordinate rcs) {
+  gravityAt(pose, ldd_ftNow.value);
+  double wc[6];
+  withoutGravityAndZero(ft, wc);
+  kept().X_rcs_sensor.apply(FTconfig.sensor_tool, wc, ft_data_tool.value);
   switch (rcs) {
     case WORLD:
     case BASE:
@@ -54,7 +64,7 @@ void ZelFTCTool::ZeroGravTrafo(const RVector& ft, const RVector& pose, ZelCartes
       rcs_ft_data = ft_data_tool;
       break;
     case SENSOR:
-      rcs_ft_data = wc;
+      std::copy_n(wc, 6, rcs_ft_data.value);
       break;
     default:
       rcs_ft_data = ft;
@@ -77,7 +87,7 @@ bool ZelFTCTool::getSensorData(zel_ft& out, double* robot_pos, ZelCartesianCoord
   pose2RVector(PosNow, robot_pos);
   ft_info = info;
   std::copy_n(ft, 6, ft_data_raw.value);
-  ZeroGravTrafo(ft_data_raw, PosNow, rcs);
+  measure(ft_data_raw, PosNow, rcs);
   std::copy_n(rcs_ft_data.value, 6, out);
   return true;
 }
@@ -90,36 +100,36 @@ bool ZelFTCTool::getRCS_FT_Data(zel_ft& out) {
 
 bool ZelFTCTool::get_GraData(zel_ft& ft, double* robot_pos, double* m_ft) {
   pose2RVector(PosNow, robot_pos);
-  getG2Sensor(ldd_ftNow, PosNow);
+  gravityAt(PosNow, ldd_ftNow.value);
   std::copy_n(m_ft, 6, ft_data_raw.value);
-  const RVector wc = withoutGravityAndZero(ft_data_raw);
-  std::copy_n(wc.value, 6, ft);
+  withoutGravityAndZero(ft_data_raw, ft);
   return true;
 }
 
 namespace {
 
+void printRow(const double* row, std::size_t n) {
+  for (std::size_t j = 0; j < n; ++j) std::printf("%12g", row[j]);
+  std::printf("\n");
+}
+
 template <typename Matrix>
 void printMatrix(const Matrix& M, const char* caption) {
   std::printf("%s\n", caption);
-  for (std::size_t i = 0; i < M.iRow; ++i) {
-    for (std::size_t j = 0; j < M.iCol; ++j) std::printf("%12g", M.value[i][j]);
-    std::printf("\n");
-  }
+  for (std::size_t i = 0; i < M.iRow; ++i) printRow(M.value[i], M.iCol);
 }
 
 }  // namespace
 
-void ZelFTCTool::printRMatrix(const RMatrix& M, const char* caption) {
+void ZelFTCTool::printRMatrix(RMatrix M, const char* caption) {
   printMatrix(M, caption);
 }
 
-void ZelFTCTool::printRMatrix(const RMatrix30& M, const char* caption) {
+void ZelFTCTool::printRMatrix(RMatrix30 M, const char* caption) {
   printMatrix(M, caption);
 }
 
-void ZelFTCTool::printRV(const RVector& v, const char* caption) {
+void ZelFTCTool::printRV(RVector v, const char* caption) {
   std::printf("%s\n", caption);
-  for (std::size_t i = 0; i < v.size; ++i) std::printf("%12g", v.value[i]);
-  std::printf("\n");
+  printRow(v.value, zel::sizeOf(v));
 }

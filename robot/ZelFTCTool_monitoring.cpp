@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
 
 namespace {
@@ -49,7 +50,7 @@ bool ZelFTCTool::isOverMonitoring() {
 
 void ZelFTCTool::startSeenFromNow() {
   const zel::RigidTransform T_now_start =
-      zel::inverse(T_base_now.of(PosNow)) * T_base_start.of(PosStart);
+      zel::inverse(kept().T_base_now.of(PosNow)) * kept().T_base_start.of(PosStart);
   zel::poseFromTransform(T_now_start, ftc_path_offset.value);
 }
 

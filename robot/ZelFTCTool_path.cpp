@@ -1,6 +1,11 @@
 // Preparation of a line or an arc, and the conversions between caller poses and internal ones.
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 
+#include "matrix/inverse.h"
+#include "matrix/rigidtransform.h"
+#include "matrix/vectorops.h"
 #include "robot/ZelFTCTool.h"
 
 namespace {
@@ -12,80 +17,81 @@ double positiveAngle(double angle) {
 
 RVector quaternionOf(const RVector& pose) {
   RVector q(4);
-  RVector::Ori2Quaternion(RMatrix::Pos2TR(pose, ZYX), q);
+  zel::quaternionFromRotation(zel::transformFromPose(pose.value).row, q.value, 4);
   return q;
 }
 
 RVector positionOf(const RVector& pose) {
-  return RVector(pose.value, 3);
+  RVector p(3);
+  std::copy_n(pose.value, 3, p.value);
+  return p;
 }
 
 }  // namespace
 
-void ZelFTCTool::pose2RVector(RVector& rv, const double* pose) {
+void ZelFTCTool::pose2RVector(RVector& rv, double* pose) {
   for (int i = 0; i < 3; ++i) {
     rv.value[i] = 0.001 * pose[i];
     rv.value[i + 3] = pose[i + 3];
   }
 }
 
-void ZelFTCTool::RVector2pose(zel_pose& pose, const RVector& rv) {
+void ZelFTCTool::RVector2pose(zel_pose& pose, RVector rv) {
+  writePose(pose, rv);
+}
+
+void ZelFTCTool::writePose(double* pose, const RVector& rv) {
   for (int i = 0; i < 3; ++i) {
     pose[i] = 1000.0 * rv.value[i];
     pose[i + 3] = rv.value[i + 3];
   }
 }
 
-void ZelFTCTool::getMoveLRVector(RVector& rv_q, const RVector& rv_a, const RVector& rv_b) {
+void ZelFTCTool::getMoveLRVector(RVector& rv_q, RVector rv_a, RVector rv_b) {
   const RVector travel = positionOf(rv_b) - positionOf(rv_a);
   const RVector turn = quaternionOf(rv_b) - quaternionOf(rv_a);
-  const double steps = RVector::norm(travel) / trackingMotionConfig.setDesiredSpeed / timeStep;
-  rv_q = RVector::catRVector(travel, turn) / steps;
+  const double steps = zel::norm(travel) / trackingMotionConfig.setDesiredSpeed / timeStep;
+  rv_q = zel::joined(travel, turn) / steps;
   moveLData.stepMax = steps;
   moveLData.stepNow = 1.0;
 }
 
-void ZelFTCTool::getMoveCRVector(const RVector& rv_a, const RVector& rv_b, const RVector& rv_c) {
+void ZelFTCTool::getMoveCRVector(RVector rv_a, RVector rv_b, RVector rv_c) {
   const RVector P1 = positionOf(rv_a), P2 = positionOf(rv_b), P3 = positionOf(rv_c);
   const RVector q_a = quaternionOf(rv_a), q_b = quaternionOf(rv_b), q_c = quaternionOf(rv_c);
 
   // The centre lies in the plane of the three points and at the same distance from them.
-  const RVector n = RVector::cross3(P1 - P3, P2 - P3);
+  const RVector n = zel::cross(P1 - P3, P2 - P3);
   const RVector rows[3] = {n, P2 - P1, P3 - P2};
-  RMatrix A(3, 3);
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) A.value[i][j] = rows[i].value[j];
-  }
-  const double square1 = RVector::dotRVector(P1, P1);
-  const double square2 = RVector::dotRVector(P2, P2);
-  const double square3 = RVector::dotRVector(P3, P3);
-  RVector b(3);
-  b.value[0] = RVector::dotRVector(n, P3);
-  b.value[1] = (square2 - square1) / 2.0;
-  b.value[2] = (square3 - square2) / 2.0;
-
-  const RMatrix At = RMatrix::RTranspose(A);
-  RMatrix inverse(3, 3);
-  RMatrix::RMatrixInv2(At * A, inverse);
-  const RVector centre = inverse * At * b;
+  double A[3][3];
+  for (int i = 0; i < 3; ++i) std::copy_n(rows[i].value, 3, A[i]);
+  const double square1 = zel::dot(P1, P1), square2 = zel::dot(P2, P2), square3 = zel::dot(P3, P3);
+  const double b[3] = {zel::dot(n, P3), (square2 - square1) / 2.0, (square3 - square2) / 2.0};
+  RVector centre(3);
+  zel::solveNormalEquations(A, b, 3, centre.value);
   const RVector spoke = P1 - centre;
-  const double radius = RVector::norm(spoke);
+  const double radius = zel::norm(spoke);
 
   // Circle frame: x towards the start point, z along the plane normal.
   const RVector x = spoke / radius;
-  const RVector z = n / RVector::norm(n);
-  const RVector y = RVector::cross3(z, x);
+  const RVector z = n / zel::norm(n);
+  const RVector y = zel::cross(z, x);
   const RVector columns[4] = {x, y, z, centre};
   for (int j = 0; j < 4; ++j) {
     for (int i = 0; i < 3; ++i) moveCData.conversionMatrix[i][j] = columns[j].value[i];
     moveCData.conversionMatrix[3][j] = j == 3 ? 1.0 : 0.0;
   }
 
-  const RMatrix T_circle_base = RMatrix::TrInv(RMatrix(moveCData.conversionMatrix, 4));
+  zel::RigidTransform T_base_circle;
+  std::memcpy(T_base_circle.row, moveCData.conversionMatrix, sizeof T_base_circle.row);
+  const zel::RigidTransform T_circle_base = zel::inverse(T_base_circle);
   const auto angleOf = [&](const RVector& P) {
-    const double homogeneous[4] = {P.value[0], P.value[1], P.value[2], 1.0};
-    const RVector p = T_circle_base * RVector(homogeneous, 4);
-    return positiveAngle(std::atan2(p.value[1], p.value[0]));
+    double p[2];
+    for (int i = 0; i < 2; ++i) {
+      const double* T = T_circle_base.row[i];
+      p[i] = 0.0 + T[0] * P.value[0] + T[1] * P.value[1] + T[2] * P.value[2] + T[3];
+    }
+    return positiveAngle(std::atan2(p[1], p[0]));
   };
   const double viaAngle = angleOf(P2);
   const double endAngle = angleOf(P3);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "matrix/rigidtransform.h"
 #include "robot/ZelFTCTool.h"
 
 namespace {
@@ -32,13 +33,13 @@ void writeResult(zel_error& err, int code, std::string_view text) {
 }  // namespace
 
 struct ZelFTCTool::RunCall {
-  const double* start;       // tracking runs only
-  const double* transition;  // arc only
-  const double* end;         // tracking runs only
-  const double* now;
+  double* start;       // tracking runs only
+  double* transition;  // arc only
+  double* end;         // tracking runs only
+  double* now;
   zel_pose& out;
   zel_error& err;
-  const double* ft;
+  double* ft;
   const zel_ft_info& info;
 };
 
@@ -164,7 +165,7 @@ bool ZelFTCTool::run(const RunMode& mode, const RunCall& call) {
   err.sensor_ipoc = ft_info.IPOC;
   if (isOverload()) return endWith(ZEL_RUN_SENSOR_OVERLOAD);
 
-  ZeroGravTrafo(ft_data_raw, PosNow, mode.measureFrame(*this));
+  measure(ft_data_raw, PosNow, mode.measureFrame(*this));
   if (isOverMonitoring()) return endWith(ZEL_RUN_OVER_MONITORING);
 
   FTCtrl();
@@ -173,7 +174,7 @@ bool ZelFTCTool::run(const RunMode& mode, const RunCall& call) {
 
   const int result = (this->*mode.result)();
   if (result != ZEL_RUN_RUNNING) return endWith(result);
-  RVector2pose(call.out, PosFTC);
+  writePose(call.out, PosFTC);
   writeResult(err, ZEL_RUN_RUNNING, mode.runningText);
   return true;
 }
@@ -217,9 +218,10 @@ void ZelFTCTool::startPath(const RunCall& call, ZelMoveType type) {
   time_start = zel_start_timer_clock();
   pose2RVector(PosStart, call.start);
   pose2RVector(PosEnd, call.end);
-  RVector orientation(4);
-  RVector::Ori2Quaternion(RMatrix::Pos2TR(PosStart, ZYX), orientation);
-  PosMoveExpect_q = RVector::catRVector(RVector(PosStart.value, 3), orientation);
+  PosMoveExpect_q = RVector(7);
+  std::copy_n(PosStart.value, 3, PosMoveExpect_q.value);
+  zel::quaternionFromRotation(zel::transformFromPose(PosStart.value).row, PosMoveExpect_q.value + 3,
+                              4);
 }
 
 bool ZelFTCTool::runApproach(zel_pose& out, double* robot_pos_now, zel_error& err, double* ft,
@@ -251,7 +253,7 @@ bool ZelFTCTool::sensorReset(double* robot_pos, double* m_ft, zel_ft_info ft_inf
   std::copy_n(m_ft, 6, ft_data_raw.value);
   pos_tool = FTconfig.flange_sensor;
   pose2RVector(PosNow, robot_pos);
-  getG2Sensor(ldd_ft0, PosNow);
+  gravityAt(PosNow, ldd_ft0.value);
   ldd_ft0 = ldd_ft0 + ft_data_raw;
   return true;
 }

@@ -52,10 +52,10 @@ class ZEL_FTC_API ZelForceControlTool {
   virtual bool set_minValue(double value, int value_name) = 0;
 
  protected:
-  ZelForceControlTool() = default;
+  ZelForceControlTool();
   ZelForceControlTool(const ZelForceControlTool&) = default;
   ZelForceControlTool& operator=(const ZelForceControlTool&) = default;
-  ~ZelForceControlTool() = default;
+  ~ZelForceControlTool();
 };
 
 #endif

@@ -1,53 +1,27 @@
+// The physics of the cell, written with Eigen alone: the library's own transforms and gravity take
+// no part, so that a wrong sign there shows.
 #include "sim/cell.h"
 
+#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <random>
 #include <stdexcept>
 #include <string>
 
-#include "matrix/loadmodel.h"
-#include "matrix/rigidtransform.h"
-
 namespace zel::sim {
 namespace {
 
-using Vector = std::array<double, 3>;
+using Eigen::AngleAxisd;
+using Eigen::Isometry3d;
+using Eigen::Matrix3d;
+using Eigen::Quaterniond;
+using Eigen::Vector3d;
 
 constexpr double metresPerMillimetre = 0.001;
 
 /// Below this sliding speed (mm/s) friction fades in proportion, so that a tip at rest feels none.
 constexpr double slidingSpeed = 0.05;
-
-double dot(const Vector& a, const Vector& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-Vector cross(const Vector& a, const Vector& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-
-Vector combine(double s, const Vector& a, double t, const Vector& b) {
-  return {s * a[0] + t * b[0], s * a[1] + t * b[1], s * a[2] + t * b[2]};
-}
-
-Vector scaled(double s, const Vector& a) {
-  return {s * a[0], s * a[1], s * a[2]};
-}
-
-/// v, given in the frame b, in the axes of the frame a of T_a_b.
-Vector rotated(const RigidTransform& T, const Vector& v) {
-  Vector out;
-  for (int i = 0; i < 3; ++i) {
-    out[i] = T.row[i][0] * v[0] + T.row[i][1] * v[1] + T.row[i][2] * v[2];
-  }
-  return out;
-}
-
-/// Column j of T: an axis of b for 0..2, the origin of b for 3, in the frame a.
-Vector column(const RigidTransform& T, int j) {
-  return {T.row[0][j], T.row[1][j], T.row[2][j]};
-}
 
 template <typename Values>
 void requireFinite(const Values& values, const char* what) {
@@ -79,24 +53,37 @@ void check(const CellConfig& config) {
   requireNotNegative(config.surface.friction, "surface.friction");
 }
 
-/// The rotation of `from` turned by the given part of the shortest turn to the rotation of `to`.
-RigidTransform turned(const RigidTransform& from, const RigidTransform& to, double part) {
-  const RigidTransform T_base_from = rotationOf(from), T_base_to = rotationOf(to);
-  const RigidTransform T_from_to = inverse(T_base_from) * T_base_to;
+Vector3d position(const Pose& pose) {
+  return {pose[0], pose[1], pose[2]};
+}
 
-  double q[4];
-  quaternionFromRotation(T_from_to.row, q, 4);
-  if (q[0] < 0.0) {
-    for (double& value : q) value = -value;
-  }
-  const double sine = std::sqrt(q[1] * q[1] + q[2] * q[2] + q[3] * q[3]);
-  if (sine == 0.0) return T_base_to;
-  const double half = part * std::atan2(sine, q[0]);
-  const double scale = std::sin(half) / sine;
-  const double step[4] = {std::cos(half), scale * q[1], scale * q[2], scale * q[3]};
-  RigidTransform T_from_step = {};
-  rotationFromQuaternion(step, T_from_step.row);
-  return T_base_from * T_from_step;
+Quaterniond orientation(const Pose& pose) {
+  return AngleAxisd(pose[3], Vector3d::UnitZ()) * AngleAxisd(pose[4], Vector3d::UnitY()) *
+         AngleAxisd(pose[5], Vector3d::UnitX());
+}
+
+Isometry3d transform(const Pose& pose) {
+  return Eigen::Translation3d(position(pose)) * orientation(pose);
+}
+
+/// The pose of a transform. With the Y angle at +-90 degrees the other two turn about one axis: the
+/// Z angle is then 0.
+Pose poseOf(const Vector3d& p, const Quaterniond& orientation) {
+  const Matrix3d R = orientation.toRotationMatrix();
+  const double aboutZ = std::hypot(R(0, 0), R(1, 0)) < 1e-16 ? 0.0 : std::atan2(R(1, 0), R(0, 0));
+  const Matrix3d YX = AngleAxisd(-aboutZ, Vector3d::UnitZ()) * R;
+  return {p.x(),
+          p.y(),
+          p.z(),
+          aboutZ,
+          std::atan2(-YX(2, 0), YX(0, 0)),
+          std::atan2(-YX(1, 2), YX(1, 1))};
+}
+
+/// Force (N) at a point (mm from the sensor origin), both in sensor axes, as the sensor feels it.
+Wrench wrenchOf(const Vector3d& force, const Vector3d& point) {
+  const Vector3d moment = metresPerMillimetre * point.cross(force);
+  return {force.x(), force.y(), force.z(), moment.x(), moment.y(), moment.z()};
 }
 
 }  // namespace
@@ -104,63 +91,60 @@ RigidTransform turned(const RigidTransform& from, const RigidTransform& to, doub
 struct Cell::State {
   explicit State(const CellConfig& c)
       : config(c),
-        T_flange_sensor(transformFromPose(c.flange_sensor.data())),
-        T_base_surface(transformFromPose(c.surface.pose.data())),
+        T_flange_sensor(transform(c.flange_sensor)),
+        T_base_surface(transform(c.surface.pose)),
+        p_sensor_tip(position(c.sensor_tool)),
         flange(c.start),
         commanded(c.start),
         random(c.seed) {
-    tip = tipNow();
+    p_base_tip = tipNow();
   }
 
-  RigidTransform T_base_sensor() const {
-    return transformFromPose(flange.data()) * T_flange_sensor;
-  }
+  Isometry3d T_base_sensor() const { return transform(flange) * T_flange_sensor; }
+  Vector3d tipNow() const { return T_base_sensor() * p_sensor_tip; }
 
-  Vector p_sensor_tip() const {
-    return {config.sensor_tool[0], config.sensor_tool[1], config.sensor_tool[2]};
-  }
-
-  Vector tipNow() const {
-    const RigidTransform T = T_base_sensor();
-    return combine(1.0, rotated(T, p_sensor_tip()), 1.0, column(T, 3));
+  /// A force in base axes, in sensor axes.
+  Vector3d inSensor(const Vector3d& force) const {
+    return T_base_sensor().linear().transpose() * force;
   }
 
   struct Touch {
-    double depth;   ///< mm below the surface, negative above
-    Vector normal;  ///< outward, base axes
+    double depth;     ///< mm below the surface, negative above
+    Vector3d normal;  ///< outward, base axes
   };
 
   Touch touch() const {
-    const Vector outward = column(T_base_surface, 2);
+    const Vector3d outward = T_base_surface.linear().col(2);
     const double radius = config.surface.radius;
-    const Vector fromOrigin = combine(1.0, tip, -1.0, column(T_base_surface, 3));
-    if (radius == 0.0) return {-dot(fromOrigin, outward), outward};
+    const Vector3d fromOrigin = p_base_tip - T_base_surface.translation();
+    if (radius == 0.0) return {-fromOrigin.dot(outward), outward};
 
     // A negative radius puts the centre in front of the surface: a hollow.
-    const Vector fromCentre = combine(1.0, fromOrigin, radius, outward);
-    const double distance = std::sqrt(dot(fromCentre, fromCentre));
+    const Vector3d fromCentre = fromOrigin + radius * outward;
+    const double distance = fromCentre.norm();
     if (distance == 0.0) return {radius, outward};
     const double side = radius > 0.0 ? 1.0 : -1.0;
-    return {side * (std::fabs(radius) - distance), scaled(side / distance, fromCentre)};
+    return {side * (std::fabs(radius) - distance), side / distance * fromCentre};
   }
 
   /// Contact force on the tip, base axes.
-  Vector contactForce() const {
+  Vector3d contactForce() const {
     const auto [depth, normal] = touch();
-    if (depth <= 0.0) return {};
-    const double away = dot(velocity, normal);
+    if (depth <= 0.0) return Vector3d::Zero();
+    const double away = velocity.dot(normal);
     const double press =
         std::max(0.0, config.surface.stiffness * depth - config.surface.damping * away);
-    const Vector sliding = combine(1.0, velocity, -away, normal);
-    const double speed = std::max(std::sqrt(dot(sliding, sliding)), slidingSpeed);
-    return combine(press, normal, -config.surface.friction * press / speed, sliding);
+    const Vector3d sliding = velocity - away * normal;
+    const double speed = std::max(sliding.norm(), slidingSpeed);
+    return press * normal - config.surface.friction * press / speed * sliding;
   }
 
   CellConfig config;
-  RigidTransform T_flange_sensor, T_base_surface;
+  Isometry3d T_flange_sensor, T_base_surface;
+  Vector3d p_sensor_tip;  ///< the tip in the sensor frame, mm
   Pose flange, commanded;
-  Vector tip;            ///< base, mm
-  Vector velocity = {};  ///< of the tip, base axes, mm/s
+  Vector3d p_base_tip;                   ///< mm
+  Vector3d velocity = Vector3d::Zero();  ///< of the tip, base axes, mm/s
   std::mt19937_64 random;
   std::normal_distribution<double> normal;
 };
@@ -186,14 +170,13 @@ void Cell::advance(double seconds) {
     s.flange = s.commanded;
   } else {
     const double part = -std::expm1(-seconds / s.config.lag);
-    const RigidTransform T =
-        turned(transformFromPose(s.flange.data()), transformFromPose(s.commanded.data()), part);
-    for (int i = 0; i < 3; ++i) s.flange[i] += part * (s.commanded[i] - s.flange[i]);
-    anglesFromRotation(T.row, s.flange.data() + 3);
+    const Vector3d from = position(s.flange);
+    s.flange = poseOf(from + part * (position(s.commanded) - from),
+                      orientation(s.flange).slerp(part, orientation(s.commanded)));
   }
-  const Vector before = s.tip;
-  s.tip = s.tipNow();
-  s.velocity = combine(1.0 / seconds, s.tip, -1.0 / seconds, before);
+  const Vector3d before = s.p_base_tip;
+  s.p_base_tip = s.tipNow();
+  s.velocity = (s.p_base_tip - before) / seconds;
 }
 
 Pose Cell::flange() const {
@@ -206,26 +189,18 @@ double Cell::penetration() const {
 
 Wrench Cell::contact() const {
   const State& s = *state_;
-  const Vector force = rotated(inverse(s.T_base_sensor()), s.contactForce());
-  const Vector moment = cross(s.p_sensor_tip(), force);
-  Wrench wrench;
-  for (int i = 0; i < 3; ++i) {
-    wrench[i] = force[i];
-    wrench[i + 3] = metresPerMillimetre * moment[i];
-  }
-  return wrench;
+  return wrenchOf(s.inSensor(s.contactForce()), s.p_sensor_tip);
 }
 
 Wrench Cell::reading() {
   State& s = *state_;
-  Wrench gravity;
   const auto& [weight, centre] = s.config.load;
-  gravityWrench(s.T_base_sensor().row[2], weight, metresPerMillimetre * centre[0],
-                metresPerMillimetre * centre[1], metresPerMillimetre * centre[2], gravity.data());
+  const Wrench gravity =
+      wrenchOf(s.inSensor(-weight * Vector3d::UnitZ()), Vector3d(centre[0], centre[1], centre[2]));
   Wrench wrench = contact();
   for (int i = 0; i < 6; ++i) {
     const double noise = i < 3 ? s.config.force_noise : s.config.torque_noise;
-    wrench[i] += s.config.offset[i] - gravity[i] + noise * s.normal(s.random);
+    wrench[i] += gravity[i] + s.config.offset[i] + noise * s.normal(s.random);
     if (s.config.quantise) wrench[i] = std::round(wrench[i] * 1000.0) / 1000.0;
   }
   return wrench;

@@ -62,9 +62,8 @@ class Cell {
   void advance(double seconds);
   /// Where the flange is now, in the base.
   Pose flange() const;
-  /// What the sensor transmits now, sensor frame: contact wrench on the tool, minus the gravity
-  /// wrench of the load (the sensor reads minus the wrench of zel::gravityWrench), offset, noise,
-  /// quantisation.
+  /// What the sensor transmits now, sensor frame: the contact wrench on the tool, the weight of the
+  /// load (it pulls at the centre of mass, along the base -z axis), offset, noise, quantisation.
   Wrench reading();
   /// The contact wrench alone, noise-free, in the sensor frame.
   Wrench contact() const;

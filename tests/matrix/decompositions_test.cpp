@@ -70,7 +70,7 @@ TEST(Inverse, TimesTheMatrixIsTheIdentity) {
   std::mt19937_64 random = reference::randomFamily();
   for (std::size_t n = 1; n <= 6; ++n) {
     for (int trial = 0; trial < 50; ++trial) {
-      const RMatrix A = dominantMatrix<RMatrix>(random, n);
+      RMatrix A = dominantMatrix<RMatrix>(random, n);
       RMatrix pivoting(n, n), sweep(n, n);
       ASSERT_TRUE(RMatrix::RMatrixInv(A, pivoting));
       ASSERT_TRUE(RMatrix::RMatrixInv2(A, sweep));
@@ -79,7 +79,7 @@ TEST(Inverse, TimesTheMatrixIsTheIdentity) {
     }
   }
   for (const std::size_t n : {1u, 6u, 7u, 10u, 30u}) {
-    const RMatrix30 A = dominantMatrix<RMatrix30>(random, n);
+    RMatrix30 A = dominantMatrix<RMatrix30>(random, n);
     RMatrix30 sweep(n, n);
     ASSERT_TRUE(RMatrix30::RMatrix30Inv2(A, sweep));
     ASSERT_LT(distance(A * sweep, RMatrix30(n)), 100 * n * epsilon);

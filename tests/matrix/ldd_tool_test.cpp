@@ -39,7 +39,7 @@ robot_pose_para_t arrays(const Pose& tcp, const Pose& tool, const Pose& ft) {
   return poses;
 }
 
-robot_pose_rvector_para_t vectors(const robot_pose_para_t& poses) {
+robot_pose_rvector_para_t vectors(robot_pose_para_t poses) {
   robot_pose_rvector_para_t v;
   v.pose_base2tcp = RVector(poses.pose_base2tcp, 6);
   v.pose_flange2tool = RVector(poses.pose_flange2tool, 6);
@@ -108,7 +108,7 @@ struct Scene {
     for (const auto& p : poses) readings.push_back(weightOnSensor(load, sensorInBase(p)) + offset);
   }
 
-  ldd_tool identified() const {
+  ldd_tool identified() {
     ldd_tool tool;
     for (std::size_t k = 0; k < poses.size(); ++k) {
       tool.recordCalibrationLoadData(readings[k].data(), poses[k]);
@@ -118,7 +118,7 @@ struct Scene {
   }
 };
 
-load_para loadOf(const ldd_tool& tool) {
+load_para loadOf(ldd_tool tool) {
   load_para para;
   tool.getLoadPara(&para);
   return para;
@@ -127,7 +127,7 @@ load_para loadOf(const ldd_tool& tool) {
 TEST(LddTool, RecoversAnyLoadWithAnyOffset) {
   std::mt19937_64 random = reference::randomFamily();
   for (int trial = 0; trial < 300; ++trial) {
-    const Scene scene(random, 3 + trial % 8);
+    Scene scene(random, 3 + trial % 8);
     const load_para found = loadOf(scene.identified());
     // Normal equations square the condition of the system: with offsets of ten times a small weight
     // about 1e6 epsilon.
@@ -163,16 +163,16 @@ TEST(LddTool, NoiseMovesTheResultByAboutItsSize) {
 
 TEST(LddTool, CompensationLeavesTheContactWrenchAlone) {
   std::mt19937_64 random = reference::randomFamily();
-  const Scene scene(random, 6);
-  const ldd_tool tool = scene.identified();
+  Scene scene(random, 6);
+  ldd_tool tool = scene.identified();
   Wrench zero, seen;
   tool.sensorReset(zero.data(), scene.poses[0], scene.readings[0].data());
   tool.zeroGravTrafo(seen.data(), scene.poses[0], scene.readings[0].data(), zero.data());
   EXPECT_THAT(seen, testing::Each(0.0)) << "at the reference pose";
 
-  const Wrench contact = {3, -4, 12, 0.5, -0.25, 0.125};
+  Wrench contact = {3, -4, 12, 0.5, -0.25, 0.125};
   for (std::size_t k = 0; k < scene.poses.size(); ++k) {
-    const Wrench reading = scene.readings[k] + contact;
+    Wrench reading = scene.readings[k] + contact;
     tool.zeroGravTrafo(seen.data(), scene.poses[k], reading.data(), zero.data());
     for (int i = 0; i < 6; ++i) EXPECT_NEAR(seen[i], contact[i], 1e-7);
   }
@@ -180,9 +180,9 @@ TEST(LddTool, CompensationLeavesTheContactWrenchAlone) {
 
 TEST(LddTool, WithoutALoadOnlyTheOffsetIsSubtracted) {
   std::mt19937_64 random = reference::randomFamily();
-  const ldd_tool tool;
+  ldd_tool tool;
   const auto poses = arrays(randomPose(random), randomPose(random), randomPose(random));
-  const Wrench raw = {1, 2, 3, 4, 5, 6}, zero = {6, 5, 4, 3, 2, 1};
+  Wrench raw = {1, 2, 3, 4, 5, 6}, zero = {6, 5, 4, 3, 2, 1};
   Wrench out;
   tool.zeroGravTrafo(out.data(), poses, raw.data(), zero.data());
   EXPECT_THAT(out, testing::ElementsAre(-5, -3, -1, 1, 3, 5));
@@ -193,7 +193,7 @@ TEST(LddTool, EleventhSampleIsDropped) {
   Scene scene(random, 10);
   ldd_tool tool = scene.identified();
   const ldd_tool before = tool;
-  const Wrench other = {9, 9, 9, 9, 9, 9};
+  Wrench other = {9, 9, 9, 9, 9, 9};
   tool.recordCalibrationLoadData(other.data(), scene.poses[3]);
   tool.recordCalibrationLoadData(RVector(other.data(), 6), vectors(scene.poses[3]));
   EXPECT_EQ(tool.size, 10u);
@@ -208,7 +208,7 @@ TEST(LddTool, EleventhSampleIsDropped) {
 
 TEST(LddTool, LifeFromEmptyToIdentifiedAndBack) {
   std::mt19937_64 random = reference::randomFamily();
-  const Scene scene(random, 4);
+  Scene scene(random, 4);
   ldd_tool tool = scene.identified();
   tool.setLoadPara({5.0, 0.1, 0.2, 0.3});
   EXPECT_EQ(loadOf(tool).lz, 0.3);
@@ -227,7 +227,7 @@ TEST(LddTool, LifeFromEmptyToIdentifiedAndBack) {
 
 TEST(LddTool, DegenerateSamplesEndWithoutHarm) {
   std::mt19937_64 random = reference::randomFamily();
-  const Scene scene(random, 1);
+  Scene scene(random, 1);
   ldd_tool tool = scene.identified();  // one orientation: singular
   EXPECT_EQ(tool.size, 1u);
   Wrench notANumber;
@@ -246,9 +246,9 @@ TEST(LddTool, DegenerateSamplesEndWithoutHarm) {
 TEST(LddTool, WrenchesAreTurnedWithoutALeverArm) {
   std::mt19937_64 random = reference::randomFamily();
   ldd_tool tool;
-  const Wrench wrench = {1, 2, 3, 4, 5, 6};
+  Wrench wrench = {1, 2, 3, 4, 5, 6};
   for (int trial = 0; trial < 200; ++trial) {
-    const auto p = arrays(randomPose(random), randomPose(random), randomPose(random));
+    auto p = arrays(randomPose(random), randomPose(random), randomPose(random));
     const Matrix4 R_ft_tool = reference::times(reference::inverse(transform(p.pose_flange2ft_tool)),
                                                transform(p.pose_flange2tool));
     const Matrix4 R_offset = transform(p.pose_base2tcp);
@@ -269,8 +269,8 @@ TEST(LddTool, WrenchesAreTurnedWithoutALeverArm) {
 
 TEST(LddTool, VectorsAndArraysGiveTheSameBits) {
   std::mt19937_64 random = reference::randomFamily();
-  const Scene scene(random, 7);
-  const ldd_tool fromArrays = scene.identified();
+  Scene scene(random, 7);
+  ldd_tool fromArrays = scene.identified();
   ldd_tool fromVectors;
   for (std::size_t k = 0; k < 7; ++k) {
     fromVectors.recordCalibrationLoadData(RVector(scene.readings[k].data(), 6),
@@ -281,9 +281,9 @@ TEST(LddTool, VectorsAndArraysGiveTheSameBits) {
   EXPECT_TRUE(sameBits(fromVectors.PoseData[0], fromArrays.PoseData[0], 60));
   EXPECT_TRUE(sameBits(&fromVectors._load_para.g, &fromArrays._load_para.g, 4));
 
-  const robot_pose_para_t& poses = scene.poses[2];
+  robot_pose_para_t& poses = scene.poses[2];
   const robot_pose_rvector_para_t poses_v = vectors(poses);
-  const Wrench raw = {1, -2, 3, 0.4, 0.5, -0.6}, zero = {0.1, 0.2, 0.3, 0.4, 0.5, 0.6};
+  Wrench raw = {1, -2, 3, 0.4, 0.5, -0.6}, zero = {0.1, 0.2, 0.3, 0.4, 0.5, 0.6};
   const RVector raw_v(raw.data(), 6), zero_v(zero.data(), 6);
   Wrench out;
   RVector out_v;  // takes its size from the result

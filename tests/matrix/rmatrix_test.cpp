@@ -60,9 +60,9 @@ TEST(RMatrixStorage, ArrayConstructors) {
   EXPECT_EQ(A.value[1][2], 7.0);
   EXPECT_EQ(A.value[0][3], 0.0);
 
-  const double R[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
-  const double p[3] = {1, 2, 3};
-  const RMatrix T(R, p);
+  double R[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
+  double p[3] = {1, 2, 3};
+  RMatrix T(R, p);
   EXPECT_EQ(T.iRow, 4u);
   EXPECT_EQ(T.value[0][1], -1.0);
   EXPECT_THAT(elements(RMatrix::subRVector(T, 0, 3, 3, COLUMN)), testing::ElementsAre(1, 2, 3, 1));
@@ -105,7 +105,7 @@ TEST(RMatrixStorage, ValueArgumentsReadZerosOutsideTheBlock) {
 }
 
 TEST(RMatrixStorage, ReferenceArgumentsReadTheStorage) {
-  const RMatrix A = numbered(2, 2);
+  RMatrix A = numbered(2, 2);
   EXPECT_THAT(elements(RMatrix::subRVector(A, 1, 3, 2, COLUMN)), testing::ElementsAre(23, 33, 43));
   EXPECT_THAT(elements(RMatrix::subRVector(A, 1, 3, 2, ROW)), testing::ElementsAre(32, 33, 34));
   EXPECT_THAT(elements(RMatrix::subRVector(A, 0, 1, 0, static_cast<ZelArraytype>(7))),
@@ -120,7 +120,7 @@ TEST(RMatrixStorage, ReferenceArgumentsReadTheStorage) {
 
 TEST(RMatrixParts, BlocksAreInclusive) {
   const RMatrix T = numbered(4, 4);
-  const RMatrix R = RMatrix::subRMatrix(T, 0, 2, 1, 2);
+  RMatrix R = RMatrix::subRMatrix(T, 0, 2, 1, 2);
   EXPECT_EQ(R.iRow, 3u);
   EXPECT_EQ(R.iCol, 2u);
   EXPECT_EQ(R.value[2][0], 32.0);
@@ -130,8 +130,9 @@ TEST(RMatrixParts, BlocksAreInclusive) {
   EXPECT_EQ(A.value[3][0], 12.0);
   EXPECT_EQ(A.value[5][1], 33.0);
   EXPECT_EQ(A.value[5][2], 0.0);
-  const double column[2] = {8, 9};
-  RMatrix::catRMatrix(A, 1, 2, 4, RVector(column, 2));
+  double column[2] = {8, 9};
+  RVector v(column, 2);
+  RMatrix::catRMatrix(A, 1, 2, 4, v);
   EXPECT_EQ(A.value[1][4], 8.0);
   EXPECT_EQ(A.value[2][4], 9.0);
   EXPECT_EQ(A.value[3][4], 0.0);
@@ -140,8 +141,9 @@ TEST(RMatrixParts, BlocksAreInclusive) {
 TEST(RMatrixParts, ReplaceIgnoresTheArrayType) {
   for (const ZelArraytype type : {COLUMN, ROW}) {
     RMatrix A(3, 3);
-    const double v[2] = {5, 6};
-    RMatrix::replaceRMatrix(A, 2, type, RVector(v, 2));
+    double values[2] = {5, 6};
+    RVector v(values, 2);
+    RMatrix::replaceRMatrix(A, 2, type, v);
     EXPECT_EQ(A.value[0][2], 5.0);
     EXPECT_EQ(A.value[1][2], 6.0);
     EXPECT_EQ(A.value[2][0], 0.0);
@@ -162,7 +164,8 @@ TEST(RMatrixParts, ClearAndNormUseTheTransposedRanges) {
 }
 
 TEST(RMatrixParts, TriuKeepsTheLowerTriangle) {
-  const RMatrix T = RMatrix::triuRMatrix(numbered(3, 3));
+  RMatrix A = numbered(3, 3);
+  const RMatrix T = RMatrix::triuRMatrix(A);
   for (int i = 0; i < 3; ++i) {
     for (int j = 0; j < 3; ++j) EXPECT_EQ(T.value[i][j], i == j ? 0.0 : 10 * (i + 1) + j + 1);
   }
@@ -173,7 +176,7 @@ TEST(RMatrixArithmetic, MatchesNaiveLoopsBitForBit) {
   std::uniform_int_distribution<std::size_t> dimension(1, 6);
   for (int n = 0; n < 300; ++n) {
     const std::size_t rows = dimension(random), inner = dimension(random), cols = dimension(random);
-    const RMatrix A = randomMatrix(random, rows, inner), B = randomMatrix(random, inner, cols);
+    RMatrix A = randomMatrix(random, rows, inner), B = randomMatrix(random, inner, cols);
     const RMatrix C = randomMatrix(random, rows, inner);
     const RMatrix At = RMatrix::RTranspose(A), AB = A * B, sum = A + C, difference = A - C;
     ASSERT_EQ(AB.iRow, rows);
@@ -206,7 +209,7 @@ TEST(RMatrixArithmetic, ProductsAreNeverNegativeZero) {
   A.value[0][0] = -1.0;
   A.value[0][1] = 1.0;
   B.value[1][0] = -0.0;  // both terms of the sum are -0.0
-  const double v[2] = {0.0, -0.0};
+  double v[2] = {0.0, -0.0};
   EXPECT_TRUE(sameBits((A * B).value[0][0], 0.0));
   EXPECT_TRUE(sameBits((A * RVector(v, 2)).value[0], 0.0));
 }

@@ -20,7 +20,7 @@ using reference::sameBits;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-RVector vectorOf(const std::vector<double>& values) {
+RVector vectorOf(std::vector<double> values) {
   return RVector(values.data(), values.size());
 }
 
@@ -52,8 +52,7 @@ TEST(RVector, CopiesCarryTheSlotsBeyondTheSize) {
 }
 
 TEST(RVector, ResultsTakeTheSizeOfTheLeftOperand) {
-  const RVector three = vectorOf({1, 2, 3});
-  const RVector six = vectorOf({10, 20, 30, 40, 50, 60});
+  RVector three = vectorOf({1, 2, 3}), six = vectorOf({10, 20, 30, 40, 50, 60}), none(0);
   EXPECT_THAT(elements(three + six), testing::ElementsAre(11, 22, 33));
   EXPECT_THAT(elements(three - six), testing::ElementsAre(-9, -18, -27));
   RVector wide = three;
@@ -63,7 +62,7 @@ TEST(RVector, ResultsTakeTheSizeOfTheLeftOperand) {
   EXPECT_THAT(elements(six + wide), testing::ElementsAre(11, 22, 33, 44, 55, 66))
       << "the slots beyond the right operand's size are read as they stand";
   EXPECT_EQ(RVector::dotRVector(three, six), 140.0);
-  EXPECT_EQ(RVector::dotRVector(RVector(0), six), 0.0);
+  EXPECT_EQ(RVector::dotRVector(none, six), 0.0);
   EXPECT_EQ(RVector::norm(RVector(0)), 0.0);
   EXPECT_EQ(RVector::norm(vectorOf({2, -3, 6})), 7.0);
 }

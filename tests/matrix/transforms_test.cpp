@@ -40,7 +40,7 @@ Pose randomPose(std::mt19937_64& random) {
   return pose;
 }
 
-RVector vectorOf(const Pose& pose) {
+RVector vectorOf(Pose pose) {
   return RVector(pose.data(), 6);
 }
 
@@ -75,17 +75,17 @@ TEST(Transforms, MatchFullMatrixProductsBitForBit) {
     const Matrix4 C = reference::transformOf(c);
     const Matrix4 chain = reference::times(reference::times(A, reference::inverse(B)), C);
 
-    const RVector angles(a.data() + 3, 3);
+    const RVector angles = RVector::slice(vectorOf(a), 3, 6);
     const Matrix4 R_a = reference::rotationOnly(a);
     ASSERT_TRUE(sameBlock(RMatrix::RPY2Rot(angles), R_a, 3));
     ASSERT_TRUE(sameBlock(RMatrix::RPY2TR(angles), R_a, 4));
-    const RMatrix T_a = RMatrix::Pos2TR(vectorOf(a), ZYX);
+    RMatrix T_a = RMatrix::Pos2TR(vectorOf(a), ZYX);
     const RMatrix T_b = RMatrix::Pos2TR(vectorOf(b), XYZ);
     const RMatrix T_c = RMatrix::Pos2TR(vectorOf(c), ZYX);
     ASSERT_TRUE(sameBlock(T_a, A, 4));
     ASSERT_TRUE(sameBlock(T_b, B, 4)) << "the angle type is ignored";
     ASSERT_TRUE(sameBlock(RMatrix::TrInv(T_b), reference::inverse(B), 4));
-    const RMatrix T_chain = T_a * RMatrix::TrInv(T_b) * T_c;
+    RMatrix T_chain = T_a * RMatrix::TrInv(T_b) * T_c;
     ASSERT_TRUE(sameBlock(T_chain, chain, 4));
     ASSERT_TRUE(samePose(RVector::TR2Pos(T_chain, XYZ).value, chain));
     ASSERT_TRUE(sameBits(RVector::TR2RPY(T_a).value, reference::poseOf(A).data() + 3, 3));
@@ -104,7 +104,7 @@ TEST(Transforms, MatchFullMatrixProductsBitForBit) {
 }
 
 TEST(Transforms, ElementaryRotationsTurnTheAxes) {
-  const double v[3] = {1, 2, 3};
+  double v[3] = {1, 2, 3};
   const auto turned = [&](const RMatrix& R) {
     const RVector image = R * RVector(v, 3);
     return std::array<double, 3>{image.value[0], image.value[1], image.value[2]};
@@ -162,10 +162,11 @@ TEST(Quaternion, BothWaysMatchTheReferenceBitForBit) {
     ++branch[std::max_element(expected.begin(), expected.end()) - expected.begin()];
 
     // Taken as it is, normalised or not.
-    const reference::Vec7 p = {pose[0], pose[1], pose[2], pose[3], pose[4], pose[5], 0.5};
+    reference::Vec7 p = {pose[0], pose[1], pose[2], pose[3], pose[4], pose[5], 0.5};
     const Matrix4 back = reference::transformOfQuaternion(p);
-    ASSERT_TRUE(sameBlock(RMatrix::PosQuaternion2TR(RVector(p.data(), 7)), back, 4));
-    ASSERT_TRUE(sameBlock(RMatrix::Quaternion2Rot(RVector(p.data() + 3, 4)), back, 3));
+    RVector position(p.data(), 7), orientation(p.data() + 3, 4);
+    ASSERT_TRUE(sameBlock(RMatrix::PosQuaternion2TR(position), back, 4));
+    ASSERT_TRUE(sameBlock(RMatrix::Quaternion2Rot(orientation), back, 3));
   }
   EXPECT_THAT(branch, testing::Each(testing::Gt(100))) << "every branch was taken";
 }

@@ -1,0 +1,3 @@
+#include "control/ControlBase.h"
+
+ControlBase::ControlBase() = default;
