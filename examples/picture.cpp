@@ -87,8 +87,8 @@ if (contact) {
       point pt 6 ps 1.6 lc rgb '#c8501e'
   }
   plot switching with lines ls 6 title 'contact test', \
-       csv using (column('t')):(column('wanted')) with lines ls 4 title 'set point', \
        csv using (column('t')):(-column(force)) with linespoints ls 1 pt 7 ps 0.3 title 'held', \
+       csv using (column('t')):(column('wanted')) with lines ls 4 title 'set point', \
        NaN with boxes fc rgb '#cfe8d6' fs solid title 'settled band'
 
   eval(panel)
