@@ -17,7 +17,7 @@ done
 ln -s "$1" "$folder/link"
 "$folder/link" --out "$folder" >"$folder/log" 2>&1 &
 pid=$!
-until grep -q '^ *line ' "$folder/log"; do
+until grep -q '^ *approach ' "$folder/log"; do
   kill -0 "$pid" 2>/dev/null || fail "it ended by itself"
   sleep 0.05
 done
@@ -26,6 +26,6 @@ kill -TERM "$pid"
 code=0
 wait "$pid" || code=$?
 [ "$code" -eq 1 ] || fail "exit code $code"
-[ "$(grep -c '^line,' "$folder/shift.csv")" -gt 0 ] || fail "the cycles are lost"
+[ "$(grep -c '^approach,' "$folder/shift.csv")" -gt 0 ] || fail "the cycles are lost"
 [ ! -e "$folder/shift.csv.part" ] || fail "a half file stays"
 ! kill -0 "$simulator" 2>/dev/null || fail "the simulator stays"
