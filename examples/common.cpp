@@ -7,6 +7,7 @@
 #include <map>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "robot/ZelFTCTool.h"
 #include "tools/command_line.h"
@@ -241,6 +242,7 @@ ApproachMode approachMode(const Options& options) {
 
 void configureApproach(const ApproachMode& mode) {
   ApproachMode m = mode;
+  fmt::print("mode, as the library prints it: ");
   require(zel_ftc_configApproachMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
                                      m.switchingForce, m.switchingTorque, m.breakRange.data(),
                                      m.timeOut),
@@ -252,9 +254,8 @@ Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits,
   limits.mainAxis = mode.direction;
   int phase = 0;
   limits.note = [&](Cycle& cycle) {
-    cycle.phase =
-        phase;  // the one that this cycle worked in: the call may have gone on to the next
-    phase = tool().ApproachMode;
+    // The call may have gone on to the next phase: this cycle worked in the one before.
+    cycle.phase = std::exchange(phase, tool().ApproachMode);
     // The set point rises smoothly; those of MX and MZ are there at once.
     const bool rises = mode.direction != FT_MX && mode.direction != FT_MZ;
     if (cycle.phase > 0) cycle.wanted = rises ? tool().force_fhan.v1 : mode.force;

@@ -56,7 +56,8 @@ int main(void) {
   MUST(zel_ftc_setCorrectionMonitoring(200, 0.5)); /* mm, rad from the start: 11005 */
   MUST(zel_ftc_obtainFTSensorData(reading));       /* the zero wants a fresh reading, at rest */
   MUST(zel_ftc_sensorReset(pose));
-  /* E = +10 N along the tool's z axis: search at 20 mm/s, contact above 2 N or 1 N m, 10 s. */
+  /* E = +10 N along the tool's z axis: search at 20 mm/s, contact above 2 N or 1 N m, 10 s. The
+   * library prints these values in one line. */
   MUST(zel_ftc_configApproachMode(RCS_TOOL, FT_FZ, 10, gains, 20, 2, 1, settled, 10000));
 
   while (stopped == NULL) {

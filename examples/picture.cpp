@@ -195,7 +195,7 @@ std::pair<std::string, std::string> runCommands(const Log& log,
     ++n;
     if (!chosen(*first)) continue;
     const Cycle& final = last[-1];
-    const double share = (final.time - first->time) / log.back().time;
+    const double share = (final.time - first->time) / std::max(log.back().time, 0.001);
     if (n % 2 == 0) {
       shown += fmt::format(
           "set object {} rect from {}, graph 0 to {}, graph 1 fc rgb '#f2f5f9' fs solid noborder "
@@ -258,7 +258,7 @@ void drawLog(const std::string& folder, const std::string& name, const std::stri
   const auto [runs, noRuns] = runCommands(log, [](const Cycle&) { return true; });
   const bool contact = summary.contact && inContact != nullptr;
   const auto setCommon = [&, &runs = runs](Sheet& sheet) {
-    sheet.set("end", log.back().time);
+    sheet.set("end", std::max(log.back().time, 0.001));
     sheet.set("runs", runs);
     sheet.set("force", columns[axis]);
     for (int i = 0; i < 3; ++i) sheet.set(std::string(1, "xyz"[i]) + "0", log.front().actual[i]);
