@@ -13,7 +13,9 @@
  *     under any scheduling policy and tied to a core, the workers of a sensor take over neither.
  *  6. Real time: the run functions, zel_ftc_obtainFTSensorData, zel_ftc_getSensorData,
  *     zel_ftc_getRCS_FT_Data and zel_ftc_get_GraData neither allocate nor make a system call except
- *     for reading the clock (UDP sensor: while it streams).
+ *     for reading the clock (UDP sensor: while it streams). Four functions print a line, so keep
+ *     them out of the cycle: zel_ftc_configApproachMode, zel_ftc_getLoadData, a refused
+ *     zel_ftc_sensorReset, and zel_ftc_initialFTSensor when the system has no socket.
  *
  * Valid C11 and C++11.
  */

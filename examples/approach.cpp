@@ -4,13 +4,17 @@
 
 #include "examples/common.h"
 #include "examples/report.h"
+#include "tools/command_line.h"
 
 int main(int argc, char** argv) {
   example::Options options;
   CLI::App app{"A simulated robot approaches a surface until contact."};
-  example::addOptions(app, options);
+  example::addRobotOptions(app, options);
+  example::addContactOptions(app, options);
+  example::addRealtimeOption(app, options);
 
-  return example::runMain(app, argc, argv, [&] {
+  return zel::cli::run(app, argc, argv, [&] {
+    example::Records records(options.out, "approach");
     const zel::sim::CellConfig config = example::demoCell(options);
     zel::sim::Cell cell(config);
     example::CellLink robot(cell, options);
@@ -22,23 +26,20 @@ int main(int argc, char** argv) {
 
     // The mode, then one call of zel_ftc_runApproach per period until it ends.
     const example::ApproachMode mode = example::approachMode(options);
-    example::Log log;
-    const int code = example::approach(robot, mode, {.period = options.period}, log);
+    const example::Outcome outcome =
+        example::approach(robot, mode, {.period = options.period}, records.log);
 
-    const example::ApproachSummary summary = example::summarise(log, mode);
-    example::print(summary, mode, code);
-    example::record(options.out, "approach", log,
-                    {.title = "Approach",
-                     .axis = mode.direction,
-                     .wanted = mode.force,
-                     .marks = example::marksOf(log, mode)});
+    const example::ApproachSummary summary = example::summarise(records.log, mode);
+    example::print(summary, mode, outcome);
+    records.finish("Approach", mode);
 
-    if (code != ZEL_RUN_END || !summary.contact) {
-      fmt::print("approach: failed {}\n", code);
-      return 1;
+    if (!outcome.ended() || !summary.contact) {
+      fmt::print("approach: failed{} {}\n", outcome.by == example::Outcome::By::run ? "" : ",",
+                 outcome.brief());
+      return zel::cli::notAsWanted;
     }
-    fmt::print("approach: end {}, contact {:.2f} s, force {:.1f} N\n", code, summary.contactTime,
-               summary.settledForce);
-    return 0;
+    fmt::print("approach: end {}, contact {:.2f} s, force {:.1f} N\n", outcome.code,
+               summary.contactTime, summary.settledForce);
+    return zel::cli::done;
   });
 }

@@ -15,19 +15,24 @@
 
 #include "examples/common.h"
 #include "examples/report.h"
+#include "tools/command_line.h"
 
 int main(int argc, char** argv) {
   example::Options options;
   double seated = 20.0, push = 1.0, hold = 0.5;
   CLI::App app{"A simulated robot pushes a part home until it is seated."};
-  example::addOptions(app, options);
-  app.add_option("--seated-force", seated, "N")->check(CLI::Range(1.0, 50.0));
-  app.add_option("--push-speed", push, "mm/s")->check(CLI::Range(0.01, 10.0));
-  example::requireFinite(app);
+  example::addRobotOptions(app, options);
+  example::addContactOptions(app, options);
+  example::addRealtimeOption(app, options);
+  app.add_option("--seated-force", seated, "N")->check(zel::cli::within(1, 50));
+  app.add_option("--push-speed", push, "mm/s")->check(zel::cli::within(0.01, 10));
 
-  return example::runMain(app, argc, argv, [&] {
+  return zel::cli::run(app, argc, argv, [&] {
     // Open, configure, zero, approach.
-    example::Session session(options);
+    example::Session session("assembly", options);
+    example::Log& log = session.records.log;
+    const example::Outcome contact = session.approach();
+    if (!contact.ended()) return session.finishWithoutContact(contact);
 
     example::ApproachMode mode = session.mode;
     mode.force = seated;
@@ -37,22 +42,23 @@ int main(int argc, char** argv) {
 
     // Following the returned pose: nothing moves, the force stays.
     const example::Pose before = session.robot.pose();
-    int code = example::hold(session.robot, hold, options, session.log);
-    fmt::print("held for {} s: moved by {:.3f} mm, code {}\n", hold,
-               session.robot.pose()[2] - before[2], code);
+    const example::Outcome held = example::hold(session.robot, hold, options, log);
+    fmt::print("held for {} s: moved by {:.3f} mm, {}\n", hold, session.robot.pose()[2] - before[2],
+               held.text());
 
     // Pushing: the caller moves on down, the run says when the part is seated.
-    code = example::pushHome(session.robot, push, options, session.log);
-
-    const double force = example::heldForce(session.log.back(), mode.direction);
-    fmt::print("result code {} {}\n", code, example::codeText(code));
-    example::record(options.out, "assembly", session.log,
-                    {.title = "Approach, then push home",
-                     .axis = mode.direction,
-                     .wanted = seated,
-                     .marks = example::marksOf(session.log, session.mode)});
-    fmt::print("assembly: {} {}, seated at {:.0f} N\n", code == ZEL_RUN_END ? "end" : "failed",
-               code, force);
-    return code == ZEL_RUN_END ? 0 : 1;
+    const example::Outcome outcome =
+        held.by == example::Outcome::By::time
+            ? example::pushHome(session.robot, push, mode, options, log)
+            : held;
+    fmt::print("result  {}\n", outcome.text());
+    session.records.finish("Approach, hold, push home", session.mode);
+    if (!outcome.ended()) {
+      fmt::print("assembly: failed, {}\n", outcome.text());
+      return zel::cli::notAsWanted;
+    }
+    fmt::print("assembly: end {}, seated at {:.0f} N\n", outcome.code,
+               example::heldForce(log.back(), mode.direction));
+    return zel::cli::done;
   });
 }

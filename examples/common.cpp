@@ -7,64 +7,84 @@
 #include <map>
 #include <stdexcept>
 #include <thread>
+#include <utility>
+
+#include "robot/ZelFTCTool.h"
+#include "tools/command_line.h"
 
 namespace example {
 namespace {
 
+namespace cli = zel::cli;
+
 constexpr double pi = 3.14159265358979323846;
+
+/// What the flat interface does not show of the cycle: phase, set point, planned pose. For the
+/// records; a controller does not need it.
+const ZelFTCTool& tool() {
+  return *static_cast<const ZelFTCTool*>(static_cast<ZelForceControlTool*>(m_zelftcclass));
+}
+
+bool isFinite(const std::array<double, 6>& values) {
+  return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
+}
+
+/// What a tracking run adds to its records.
+std::function<void(Cycle&)> noteOf(const Side& side, const Options& options) {
+  return [&options, side](Cycle& cycle) {
+    cycle.wanted = options.force;
+    cycle.side = side(cycle.actual);
+    if (cycle.code != ZEL_RUN_RUNNING) return;  // the call that ends the run does not move
+    for (int i = 0; i < 3; ++i) cycle.planned[i] = 1000.0 * tool().PosMoveExpect_q.value[i];
+  };
+}
+
+std::string codeText(int code) {
+  switch (code) {
+#define EXAMPLE_CODE_TEXT(name, value, text) \
+  case value:                                \
+    return text;
+    ZEL_RUN_RESULTS(EXAMPLE_CODE_TEXT)
+#undef EXAMPLE_CODE_TEXT
+    default:
+      return fmt::format("End. (axis bits {})", code - ZEL_RUN_BREAK);
+  }
+}
 
 }  // namespace
 
-void addOptions(CLI::App& app, Options& options) {
-  const auto& positive = CLI::PositiveNumber;
-  const auto& notNegative = CLI::NonNegativeNumber;
+void addRobotOptions(CLI::App& app, Options& options) {
   app.option_defaults()->always_capture_default();
-  app.add_option("--period", options.period, "Control period, ms")->check(CLI::Range(4.0, 100.0));
-  app.add_option("--force", options.force, "Contact force, N")->check(positive);
-  app.add_option("--gain", options.gain, "Gain, mm/s per N")->check(notNegative);
-  app.add_option("--approach-speed", options.approachSpeed, "mm/s")->check(notNegative);
-  app.add_option("--path-speed", options.pathSpeed, "mm/s")->check(positive);
-  app.add_option("--distance", options.distance, "Of the surface below the tip, mm")
-      ->check(CLI::Range(1.0, 1000.0));
-  app.add_option("--tilt", options.tilt, "Inclination of the surface along x, degrees")
-      ->check(CLI::Range(-45.0, 45.0));
-  app.add_option("--radius", options.radius,
-                 "Radius of a curved surface, mm; 0 flat, negative hollow");
-  app.add_option("--stiffness", options.stiffness, "Of the surface, N/mm")->check(positive);
-  app.add_option("--friction", options.friction, "Coulomb coefficient")->check(notNegative);
-  app.add_option("--lag", options.lag, "Time constant of the robot, s")->check(notNegative);
+  app.add_option("--period", options.period, "Control period, ms")->check(cli::within(4, 100));
+  app.add_option("--lag", options.lag, "Time constant of the robot, s")->check(cli::notNegative());
   app.add_option("--noise", options.noise, "Standard deviation of the forces, N")
-      ->check(notNegative);
+      ->check(cli::notNegative());
   app.add_option("--seed", options.seed, "Of the noise");
-  app.add_flag("--realtime", options.realtime, "One period of simulation takes one period of time");
   app.add_option("--out", options.out, "Folder of CSV and pictures")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  requireFinite(app);
 }
 
-void requireFinite(CLI::App& app) {
-  // The range checks of the parser let not-a-number through.
-  const CLI::Validator finite(
-      [](const std::string& text) {
-        return std::isfinite(std::strtod(text.c_str(), nullptr)) ? "" : text + " is not finite";
-      },
-      "");
-  for (CLI::Option* option : app.get_options()) {
-    if (option->get_type_name().find("FLOAT") != std::string::npos) option->check(finite);
-  }
+void addRealtimeOption(CLI::App& app, Options& options) {
+  app.add_flag("--realtime", options.realtime, "One period of simulation takes one period of time");
 }
 
-int runMain(CLI::App& app, int argc, char** argv, const std::function<int()>& example) {
-  try {
-    app.parse(argc, argv);
-    return example();
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  } catch (const std::exception& error) {
-    std::fflush(stdout);
-    fmt::print(stderr, "{}: {}\n", argv[0], error.what());
-    return 2;
-  }
+void addContactOptions(CLI::App& app, Options& options) {
+  app.add_option("--force", options.force, "Contact force, N")->check(cli::positive());
+  app.add_option("--gain", options.gain, "Gain, mm/s per N")->check(cli::notNegative());
+  app.add_option("--approach-speed", options.approachSpeed, "mm/s")->check(cli::notNegative());
+  app.add_option("--distance", options.distance, "Of the surface below the tip, mm")
+      ->check(cli::within(1, 1000));
+  app.add_option("--tilt", options.tilt, "Inclination of the surface along x, degrees")
+      ->check(cli::within(-45, 45));
+  app.add_option("--radius", options.radius,
+                 "Radius of a curved surface, mm; 0 flat, negative hollow")
+      ->check(cli::finite());
+  app.add_option("--stiffness", options.stiffness, "Of the surface, N/mm")->check(cli::positive());
+  app.add_option("--friction", options.friction, "Coulomb coefficient")->check(cli::notNegative());
+}
+
+void addPathOptions(CLI::App& app, Options& options) {
+  app.add_option("--path-speed", options.pathSpeed, "mm/s")->check(cli::positive());
 }
 
 zel::sim::CellConfig demoCell(const Options& options) {
@@ -86,6 +106,11 @@ zel::sim::CellConfig demoCell(const Options& options) {
   return cell;
 }
 
+void handIn(Wrench reading) {
+  if (!isFinite(reading)) throw std::runtime_error("the sensor gave a reading that is not finite");
+  require(zel_ftc_obtainFTSensorData(reading.data()), "zel_ftc_obtainFTSensorData");
+}
+
 CellLink::CellLink(zel::sim::Cell& cell, const Options& options)
     : cell_(cell),
       period_(0.001 * options.period),
@@ -94,8 +119,8 @@ CellLink::CellLink(zel::sim::Cell& cell, const Options& options)
       set_(cell.flange()) {}
 
 bool CellLink::feed() {
-  Wrench reading = read();
-  return zel_ftc_obtainFTSensorData(reading.data()) == 1;
+  handIn(read());
+  return true;
 }
 
 void CellLink::follow(const Pose& pose) {
@@ -162,30 +187,47 @@ void zero(RobotLink& robot) {
   require(zel_ftc_sensorReset(robot.pose().data()), "zel_ftc_sensorReset");
 }
 
-int cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits, Log& log) {
+Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
+              Log& log) {
   const double period = 0.001 * limits.period;
   const auto longest = static_cast<std::size_t>(std::ceil(limits.longest / period));
   const auto every = static_cast<std::size_t>(std::ceil(limits.progress / period));
   zel_ftc_error error = {ZEL_RUN_RUNNING, 0, 0};
-  for (std::size_t n = 0; n < longest && robot.feed(); ++n) {
+  const auto stopped = [&error](Outcome::By by, std::string why) {
+    return Outcome{by, error.ftc_code, std::move(why)};
+  };
+  constexpr auto other = Outcome::By::other;
+  for (std::size_t n = 0; n < longest; ++n) {
+    cli::stopIfInterrupted();
+    if (!robot.feed()) return stopped(other, "still running at the end of the recording");
     Cycle now = {
         name, static_cast<double>(log.size()) * period, robot.pose(), robot.actual(), {}, {}, 0};
-    Pose corrected = now.pose;
-    const int result = run(corrected.data(), now.pose.data(), &error);
+    now.commanded = now.pose;
+    const int result = run(now.commanded.data(), now.pose.data(), &error);
     if (result == -1) throw std::runtime_error(fmt::format("{}: the library is not open", name));
 
     std::copy_n(zel_raw_ft, 6, now.raw.begin());
     zel_ftc_getRCS_FT_Data(now.control.data());
     now.code = error.ftc_code;
+    now.step = motionAlong(limits.mainAxis, now.pose, now.commanded) / period;
+    if (!log.empty()) {
+      now.driven = motionAlong(limits.mainAxis, log.back().actual, now.actual) / period;
+    }
+    limits.note(now);
     log.push_back(now);
     if (n % every == 0 || result == 0) {
       fmt::print("{:>9} {:8.3f} s   z {:8.3f} mm   force {:7.2f} N   {}\n", name, now.time,
-                 now.pose[2], 0.0 - now.control[limits.progressAxis], now.code);
+                 now.pose[2], 0.0 - now.control[limits.mainAxis], now.code);
     }
-    if (result == 0) break;
-    robot.follow(corrected);
+    // The sensor first: when it could not be read, the run's code is that of the cycle before.
+    if (error.ft_code != FT_N0RMAL) {
+      return stopped(other, fmt::format("sensor status {} {}", error.ft_code, zel_info_.code_info));
+    }
+    if (result == 0) return stopped(Outcome::By::run, codeText(error.ftc_code));
+    if (!isFinite(now.commanded)) return stopped(other, "the corrected pose is not finite");
+    robot.follow(now.commanded);
   }
-  return error.ftc_code;
+  return stopped(Outcome::By::time, fmt::format("still running after {} s", limits.longest));
 }
 
 ApproachMode approachMode(const Options& options) {
@@ -200,15 +242,24 @@ ApproachMode approachMode(const Options& options) {
 
 void configureApproach(const ApproachMode& mode) {
   ApproachMode m = mode;
+  fmt::print("mode, as the library prints it: ");
   require(zel_ftc_configApproachMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
                                      m.switchingForce, m.switchingTorque, m.breakRange.data(),
                                      m.timeOut),
           "zel_ftc_configApproachMode");
 }
 
-int approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log) {
+Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log) {
   configureApproach(mode);
-  limits.progressAxis = mode.direction;
+  limits.mainAxis = mode.direction;
+  int phase = 0;
+  limits.note = [&](Cycle& cycle) {
+    // The call may have gone on to the next phase: this cycle worked in the one before.
+    cycle.phase = std::exchange(phase, tool().ApproachMode);
+    // The set point rises smoothly; those of MX and MZ are there at once.
+    const bool rises = mode.direction != FT_MX && mode.direction != FT_MZ;
+    if (cycle.phase > 0) cycle.wanted = rises ? tool().force_fhan.v1 : mode.force;
+  };
   return cycle(robot, "approach", zel_ftc_runApproach, limits, log);
 }
 
@@ -221,27 +272,31 @@ void addOptions(CLI::App& app, ApproachMode& mode) {
       ->transform(CLI::CheckedTransformer(frames, CLI::ignore_case));
   app.add_option("--direction", mode.direction, "FX, FY, FZ, MX, MY or MZ")
       ->transform(CLI::CheckedTransformer(directions, CLI::ignore_case));
-  app.add_option("--force", mode.force, "Expected force E, N or N m; held is -E");
-  app.add_option("--gains", mode.gains, "Six gains, mm/s per N");
-  app.add_option("--speed", mode.speed, "Approach speed, mm/s");
-  app.add_option("--switching-force", mode.switchingForce, "Contact, N");
-  app.add_option("--switching-torque", mode.switchingTorque, "Contact, N m");
-  app.add_option("--break-range", mode.breakRange, "Six ranges of |E + F|; 0 = not monitored");
+  const auto add = [&app](const char* name, auto& value, const char* what) {
+    app.add_option(name, value, what)->check(cli::finite());
+  };
+  add("--force", mode.force, "Expected force E, N or N m; held is -E");
+  add("--gains", mode.gains, "Six gains, mm/s per N");
+  add("--speed", mode.speed, "Approach speed, mm/s");
+  add("--switching-force", mode.switchingForce, "Contact, N");
+  add("--switching-torque", mode.switchingTorque, "Contact, N m");
+  add("--break-range", mode.breakRange, "Six ranges of |E + F|; 0 = not monitored");
   app.add_option("--time-out", mode.timeOut, "ms of wall clock");
-  requireFinite(app);
 }
 
 void addOptions(CLI::App& app, Setup& setup) {
-  app.add_option("--period", setup.period, "Control period, ms")->check(CLI::Range(4.0, 100.0));
-  app.add_option("--load", setup.load.weight, "Weight of the load, N");
-  app.add_option("--load-centre", setup.load.centre, "Its centre of mass, sensor frame, mm");
-  app.add_option("--flange-sensor", setup.flange_sensor, "Pose of the sensor on the flange");
-  app.add_option("--sensor-tool", setup.sensor_tool, "Pose of the tool on the sensor");
-  app.add_option("--sensor-rating", setup.sensorRating, "Six limits of the raw reading");
-  app.add_option("--permissible", setup.permissible, "Six limits of the compensated wrench");
-  app.add_option("--max-path", setup.maxPath, "Limit of the total correction, mm");
-  app.add_option("--max-angle", setup.maxAngle, "Limit of the total correction, rad");
-  requireFinite(app);
+  const auto add = [&app](const char* name, auto& value, const char* what) {
+    return app.add_option(name, value, what)->check(cli::finite());
+  };
+  add("--period", setup.period, "Control period, ms")->check(cli::within(4, 100));
+  add("--load", setup.load.weight, "Weight of the load, N");
+  add("--load-centre", setup.load.centre, "Its centre of mass, sensor frame, mm");
+  add("--flange-sensor", setup.flange_sensor, "Pose of the sensor on the flange");
+  add("--sensor-tool", setup.sensor_tool, "Pose of the tool on the sensor");
+  add("--sensor-rating", setup.sensorRating, "Six limits of the raw reading");
+  add("--permissible", setup.permissible, "Six limits of the compensated wrench");
+  add("--max-path", setup.maxPath, "Limit of the total correction, mm");
+  add("--max-angle", setup.maxAngle, "Limit of the total correction, rad");
 }
 
 void configureTracking(const Options& options) {
@@ -254,20 +309,24 @@ void configureTracking(const Options& options) {
           "zel_ftc_configTrackingMotionMode");
 }
 
-int followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log) {
+Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log) {
   configureTracking(options);
   const auto run = [&](double* out, double* now, zel_ftc_error* error) {
     return zel_ftc_runTrackingMotionL(out, start.data(), end.data(), now, error);
   };
-  return cycle(robot, "line", run, {.period = options.period}, log);
+  return cycle(robot, "line", run,
+               {.period = options.period, .note = noteOf(besideLine(start, end), options)}, log);
 }
 
-int followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options, Log& log) {
+Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options,
+                  Log& log) {
   configureTracking(options);
   const auto run = [&](double* out, double* now, zel_ftc_error* error) {
     return zel_ftc_runTrackingMotionC(out, start.data(), via.data(), end.data(), now, error);
   };
-  return cycle(robot, "arc", run, {.period = options.period}, log);
+  return cycle(robot, "arc", run,
+               {.period = options.period, .note = noteOf(besideArc(start, via, end), options)},
+               log);
 }
 
 void configureAssembly(const ApproachMode& mode) {
@@ -279,12 +338,13 @@ void configureAssembly(const ApproachMode& mode) {
           "zel_ftc_configAssemblyMode");
 }
 
-int hold(RobotLink& robot, double seconds, const Options& options, Log& log) {
+Outcome hold(RobotLink& robot, double seconds, const Options& options, Log& log) {
   return cycle(robot, "hold", zel_ftc_runAssembly, {.period = options.period, .longest = seconds},
                log);
 }
 
-int pushHome(RobotLink& robot, double speed, const Options& options, Log& log) {
+Outcome pushHome(RobotLink& robot, double speed, const ApproachMode& mode, const Options& options,
+                 Log& log) {
   const double step = 0.001 * options.period * speed;
   const auto run = [&](double* out, double* now, zel_ftc_error* error) {
     const int result = zel_ftc_runAssembly(out, now, error);
@@ -294,24 +354,18 @@ int pushHome(RobotLink& robot, double speed, const Options& options, Log& log) {
     if (result == 1) std::copy(next.begin(), next.end(), out);
     return result;
   };
-  return cycle(robot, "push", run, {.period = options.period, .longest = 10.0}, log);
+  return cycle(robot, "push", run,
+               {.period = options.period,
+                .longest = 10.0,
+                .note = [&](Cycle& cycle) { cycle.wanted = mode.force; }},
+               log);
 }
 
-Session::Session(const Options& options)
-    : config(demoCell(options)), cell(config), robot(cell, options), mode(approachMode(options)) {
-  configure(setupOf(config, options));
-  zero(robot);
-  const int code = approach(robot, mode, {.period = options.period}, log);
-  if (code != ZEL_RUN_END) {
-    throw std::runtime_error(fmt::format("no steady contact: the approach gave {}", code));
-  }
-}
-
-std::array<double, 3> zAxis(Pose pose) {
-  double q[7];
-  zel_rpy2quaternion(q, pose.data());
-  const double w = q[3], x = q[4], y = q[5], z = q[6];
-  return {2 * (x * z + w * y), 2 * (y * z - w * x), 1 - 2 * (x * x + y * y)};
+double motionAlong(int axis, Pose from, Pose to) {
+  constexpr int component[6] = {0, 1, 2, 5, 4, 3};  // angles come in the order Z, Y, X
+  Pose motion;
+  zel_pose2offset(motion.data(), from.data(), to.data());
+  return motion[component[axis]];
 }
 
 Pose moved(Pose pose, double dx, double dy, double dz) {

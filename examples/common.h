@@ -1,5 +1,6 @@
 // What the examples share: the robot as the controller sees it, the library's session, and one
-// function per mode. Everything here uses the flat interface the way a robot controller does.
+// function per mode. Readings, poses and runs go through the flat interface, the way a robot
+// controller does it.
 #ifndef ZEL_FTC_EXAMPLES_COMMON_H
 #define ZEL_FTC_EXAMPLES_COMMON_H
 
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -19,13 +21,17 @@ namespace example {
 using zel::sim::Pose;
 using zel::sim::Wrench;
 
+/// No value: drawn as a gap.
+constexpr double none = std::numeric_limits<double>::quiet_NaN();
+
 /// Where poses and readings come from and where corrected poses go: a simulated cell, a recording,
 /// a robot.
 class RobotLink {
  public:
   virtual ~RobotLink() = default;
 
-  /// Brings this cycle's reading into the library. False when there is none any more.
+  /// Hands this cycle's reading to the library, where the controller has to. False when there is
+  /// none any more.
   virtual bool feed() = 0;
 
   /// A raw reading, for a controller that works on it itself.
@@ -61,16 +67,18 @@ struct Options {
   std::string out = "out";    ///< folder of CSV and pictures
 };
 
-void addOptions(CLI::App& app, Options& options);
-
-/// Lets every number option of the app refuse nan and inf.
-void requireFinite(CLI::App& app);
-
-/// Parses the command line and runs the example; what it throws becomes a message and status 2.
-int runMain(CLI::App& app, int argc, char** argv, const std::function<int()>& example);
+/// The options of a program, by what it does with them.
+void addRobotOptions(CLI::App& app, Options& options);    ///< period, lag, noise, records
+void addRealtimeOption(CLI::App& app, Options& options);  ///< for the cell in this process
+void addContactOptions(CLI::App& app, Options& options);  ///< surface and approach
+void addPathOptions(CLI::App& app, Options& options);     ///< lines and arcs
 
 /// A tool that looks down on a surface below its tip, 12 N of load on the sensor.
 zel::sim::CellConfig demoCell(const Options& options);
+
+/// Hands a reading to the library. Throws when it is not finite: what is not a number passes every
+/// limit of the library and may even end an approach in free air.
+void handIn(Wrench reading);
 
 /// The simulated cell behind an external sensor.
 class CellLink : public RobotLink {
@@ -133,6 +141,13 @@ struct Cycle {
   Wrench raw;
   Wrench control;
   int code;
+  Pose commanded = {};                                 ///< sent to the robot
+  double step = none;                                  ///< that is along the main axis, mm/s
+  double driven = none;                                ///< by the robot since the last cycle, mm/s
+  double wanted = none;                                ///< force on the main axis, N
+  int phase = -1;                                      ///< of an approach; other runs have none
+  std::array<double, 3> planned = {none, none, none};  ///< on the path without correction, mm
+  double side = none;                                  ///< of the path, where the robot is, mm
 };
 using Log = std::vector<Cycle>;
 
@@ -143,12 +158,29 @@ struct CycleLimits {
   double period = 4.0;    ///< ms
   double longest = 60.0;  ///< s; tracking and assembly runs have no time-out of their own
   double progress = 0.5;  ///< s between progress lines
-  int progressAxis = FZ;  ///< axis of the force in the progress lines
+  int mainAxis = FZ;      ///< of the wrench, for progress lines and records
+  /// Adds what belongs to the mode to the record of a cycle, after the call of the run.
+  std::function<void(Cycle&)> note = [](Cycle&) {};
 };
 
-/// Calls the run once per period until it ends or fails, the link has no more readings, or the
-/// longest time has passed. Gives the last code: 80000 means that the run was still going on.
-int cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits, Log& log);
+/// How a run went.
+struct Outcome {
+  enum class By { run, time, other };
+  By by = By::other;           ///< what stopped it: the run itself, the longest time, see why
+  int code = ZEL_RUN_RUNNING;  ///< the last one
+  std::string why;             ///< text of the code, or what else stopped the run
+
+  bool ended() const { return by == By::run && code == ZEL_RUN_END; }
+  /// The code, or what else stopped the run.
+  std::string brief() const { return by == By::run ? std::to_string(code) : why; }
+  /// The same, with the text of the code.
+  std::string text() const { return by == By::run ? brief() + " " + why : why; }
+};
+
+/// Calls the run once per period until it ends or fails, reading or pose are not finite, the link
+/// has no more readings, or the longest time has passed. SIGINT and SIGTERM throw.
+Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
+              Log& log);
 
 struct ApproachMode {
   ZelRcs frame = RCS_TOOL;
@@ -165,37 +197,36 @@ struct ApproachMode {
 };
 ApproachMode approachMode(const Options& options);
 void configureApproach(const ApproachMode& mode);
-int approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log);
+Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log);
 
 /// Options of every part of the mode, and of period, load and limits: for tuning.
 void addOptions(CLI::App& app, ApproachMode& mode);
 void addOptions(CLI::App& app, Setup& setup);
 
+/// Where a position lies to the side of a path, mm: across the path and the tool's z axis.
+using Side = std::function<double(const Pose&)>;
+Side besideLine(const Pose& start, const Pose& end);
+Side besideArc(const Pose& start, const Pose& via, const Pose& end);
+/// How far a position is from the end of a path, seen along the tool's z axis, mm.
+double besideEnd(const Pose& pose, const Pose& end);
+
 /// Tracking along a path with a steady force. An approach comes first.
 void configureTracking(const Options& options);
-int followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log);
-int followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options, Log& log);
+Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log);
+Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options,
+                  Log& log);
 
 /// The assembly run watches and does not move the robot (see the assembly example): `hold` follows
 /// the pose that it returns, `pushHome` lets the tool advance at `speed` mm/s along its z axis
-/// until the run ends.
+/// until the run ends at the force of the mode.
 void configureAssembly(const ApproachMode& mode);
-int hold(RobotLink& robot, double seconds, const Options& options, Log& log);
-int pushHome(RobotLink& robot, double speed, const Options& options, Log& log);
+Outcome hold(RobotLink& robot, double seconds, const Options& options, Log& log);
+Outcome pushHome(RobotLink& robot, double speed, const ApproachMode& mode, const Options& options,
+                 Log& log);
 
-/// What every example after the first starts with: the cell, its link, the library opened,
-/// configured and zeroed, and an approach in contact. Throws when the approach does not end with
-/// 80001.
-struct Session {
-  explicit Session(const Options& options);
-
-  zel::sim::CellConfig config;
-  zel::sim::Cell cell;
-  CellLink robot;
-  Library library;
-  ApproachMode mode;
-  Log log;
-};
+/// The motion from one pose to another seen along an axis of wrenches (FZ: along z, MZ: about z) of
+/// the flange, mm or rad.
+double motionAlong(int axis, Pose from, Pose to);
 
 /// The z axis of a pose in the base: the direction in which the examples press.
 std::array<double, 3> zAxis(Pose pose);

@@ -1,12 +1,14 @@
 #include "examples/identification.h"
 
 #include <fmt/format.h>
+#include <fmt/ostream.h>
 
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
 #include "matrix/ldd_tool.h"
+#include "tools/command_line.h"
 
 namespace example {
 namespace {
@@ -24,6 +26,7 @@ Pose turned(Pose pose, const double (&turn)[3]) {
 /// Goes to a pose, waits until the robot is at rest, gives the mean of 25 readings.
 Wrench restAt(const Pose& pose, RobotLink& robot) {
   for (int n = 0; n < 100; ++n) robot.follow(pose);
+  zel::cli::stopIfInterrupted();
   Wrench mean = {};
   for (int n = 0; n < 25; ++n) {
     robot.follow(pose);
@@ -36,15 +39,13 @@ Wrench restAt(const Pose& pose, RobotLink& robot) {
 }  // namespace
 
 zel::sim::Load identify(RobotLink& robot, const Pose& start, const Pose& flange_sensor) {
-  // Lengths in metres. The robot reports flange poses, so the tool of the identification is the
-  // flange itself.
   ldd_tool tool;
-  for (const auto& turn : turns) {
+  for (const auto& turn : turns) {  // three to ten poses, clearly different orientations
     const Pose pose = turned(start, turn);
     Wrench reading = restAt(pose, robot);
-    robot_pose_para poses = {};
+    robot_pose_para poses = {};  // flange poses: the tool on the flange stays zero
     for (int i = 0; i < 6; ++i) {
-      const double unit = i < 3 ? 0.001 : 1.0;
+      const double unit = i < 3 ? 0.001 : 1.0;  // m, rad
       poses.pose_base2tcp[i] = unit * pose[i];
       poses.pose_flange2ft_tool[i] = unit * flange_sensor[i];
     }
@@ -53,8 +54,13 @@ zel::sim::Load identify(RobotLink& robot, const Pose& start, const Pose& flange_
   tool.gravityCalibration();
   load_para found = {};
   tool.getLoadPara(&found);
-  // zel_ftc_setLoadData takes millimetres.
-  return {found.g, {1000 * found.lx, 1000 * found.ly, 1000 * found.lz}};
+  // N m / N: the lengths come in metres, zel_ftc_setLoadData takes millimetres.
+  const zel::sim::Load load = {found.g, {1000 * found.lx, 1000 * found.ly, 1000 * found.lz}};
+  const auto& [x, y, z] = load.centre;
+  if (!std::isfinite(load.weight + x + y + z)) {
+    throw std::runtime_error("the load cannot be told from these poses");
+  }
+  return load;
 }
 
 void printLoads(const zel::sim::Load& found, const zel::sim::Load& truth) {
@@ -62,19 +68,36 @@ void printLoads(const zel::sim::Load& found, const zel::sim::Load& truth) {
              truth.weight, fmt::join(found.centre, ", "), fmt::join(truth.centre, ", "));
 }
 
-LeftOver leftOver(RobotLink& robot, const Pose& start) {
-  LeftOver largest;
+std::vector<LeftOver> leftOver(RobotLink& robot, const Pose& start) {
+  std::vector<LeftOver> samples;
   for (const auto& turn : turns) {
-    restAt(turned(start, {-turn[0], -turn[1], 0.5 * turn[2]}), robot);
-    if (!robot.feed()) throw std::runtime_error("no reading at rest");
-    Wrench rest = {};
-    require(zel_ftc_get_GraData(rest.data(), robot.pose().data()), "zel_ftc_get_GraData");
-    for (int i = 0; i < 3; ++i) {
-      largest.force = std::max(largest.force, std::fabs(rest[i]));
-      largest.torque = std::max(largest.torque, std::fabs(rest[i + 3]));
+    LeftOver& sample = samples.emplace_back();
+    sample.pose = turned(start, {-turn[0], -turn[1], 0.5 * turn[2]});
+    restAt(sample.pose, robot);
+    robot.feed();
+    require(zel_ftc_get_GraData(sample.left.data(), sample.pose.data()), "zel_ftc_get_GraData");
+    std::copy_n(zel_raw_ft, 6, sample.reading.begin());
+  }
+  return samples;
+}
+
+void write(std::ostream& csv, const std::vector<LeftOver>& samples) {
+  csv << "pose,x,y,z,a,b,c,fx,fy,fz,mx,my,mz,lfx,lfy,lfz,lmx,lmy,lmz\n";
+  int n = 0;
+  for (const LeftOver& sample : samples) {
+    fmt::print(csv, "{},{},{},{}\n", ++n, fmt::join(sample.pose, ","),
+               fmt::join(sample.reading, ","), fmt::join(sample.left, ","));
+  }
+}
+
+double largest(const std::vector<LeftOver>& samples, int firstAxis) {
+  double value = 0.0;
+  for (const LeftOver& sample : samples) {
+    for (int i = firstAxis; i < firstAxis + 3; ++i) {
+      value = std::max(value, std::fabs(sample.left[i]));
     }
   }
-  return largest;
+  return value;
 }
 
 }  // namespace example

@@ -5,13 +5,18 @@
 
 #include "examples/common.h"
 #include "examples/identification.h"
+#include "examples/picture.h"
+#include "examples/report.h"
+#include "tools/command_line.h"
 
 int main(int argc, char** argv) {
   example::Options options;
   CLI::App app{"Identifies the load on the sensor from ten poses."};
-  example::addOptions(app, options);
+  example::addRobotOptions(app, options);
+  example::addRealtimeOption(app, options);
 
-  return example::runMain(app, argc, argv, [&] {
+  return zel::cli::run(app, argc, argv, [&] {
+    example::KeptFile csv(options.out + "/identify.csv");
     const zel::sim::CellConfig config = example::demoCell(options);
     zel::sim::Cell cell(config);
     example::CellLink robot(cell, options);
@@ -25,12 +30,19 @@ int main(int argc, char** argv) {
     setup.load = load;
     example::configure(setup);
     example::zero(robot);
-    const auto [force, torque] = example::leftOver(robot, config.start);
+    const std::vector<example::LeftOver> samples = example::leftOver(robot, config.start);
+    const double force = example::largest(samples, FX), torque = example::largest(samples, MX);
 
     // A reading and the zero reference differ by the noise of two readings.
-    const bool good = force < 0.2 + 7 * options.noise && torque < 0.02 + 7 * options.noise / 30;
+    const double forceLimit = 0.2 + 7 * options.noise;
+    const double torqueLimit = 0.02 + 7 * options.noise / 30;
+    example::write(csv.stream(), samples);
+    csv.keep();
+    fmt::print("csv {}\n", csv.path());
+    example::drawLeftOver(options.out, csv.path(), forceLimit, torqueLimit);
+    const bool good = force < forceLimit && torque < torqueLimit;
     fmt::print("identify: {}, weight {:.1f} N, left over {:.1f} N and {:.2f} N m\n",
                good ? "end" : "failed", load.weight, force, torque);
-    return good ? 0 : 1;
+    return good ? zel::cli::done : zel::cli::notAsWanted;
   });
 }

@@ -5,27 +5,32 @@
 // the controller is proportional and has to keep moving along the force axis.
 #include "examples/common.h"
 #include "examples/report.h"
+#include "tools/command_line.h"
 
 int main(int argc, char** argv) {
   example::Options options;
   double length = 80.0;
   CLI::App app{"A simulated robot follows a line along a surface under a steady force."};
-  example::addOptions(app, options);
+  example::addRobotOptions(app, options);
+  example::addContactOptions(app, options);
+  example::addPathOptions(app, options);
+  example::addRealtimeOption(app, options);
   app.add_option("--length", length, "Of the line along the base x axis, mm")
-      ->check(CLI::Range(1.0, 200.0));
+      ->check(zel::cli::within(1, 200));
 
-  return example::runMain(app, argc, argv, [&] {
+  return zel::cli::run(app, argc, argv, [&] {
     // Open, configure, zero, approach.
-    example::Session session(options);
+    example::Session session("line", options);
+    const example::Outcome contact = session.approach();
+    if (!contact.ended()) return session.finishWithoutContact(contact);
 
     // The line starts where the approach ended. Start and end are read in the first cycle of the
     // run only; the duration follows from length and speed. A tracking run has neither a time-out
     // nor a limit of the total correction: the caller has to watch both.
     const example::Pose start = session.robot.pose();
     const example::Pose end = example::moved(start, length, 0, 0);
-    const int code = example::followLine(session.robot, start, end, options, session.log);
-
-    return example::finishTracking("line", session, example::lineDeviation(session.log, start, end),
-                                   code, options);
+    const example::Outcome outcome =
+        example::followLine(session.robot, start, end, options, session.records.log);
+    return session.finishTracking(end, outcome);
   });
 }

@@ -1,5 +1,6 @@
 #include "examples/network.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
 #include <spawn.h>
@@ -7,10 +8,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
+#include <cstring>
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include "tools/command_line.h"
 
 extern char** environ;
 
@@ -30,6 +33,7 @@ std::string list(const Values& values) {
 std::vector<std::string> argumentsFor(const zel::sim::CellConfig& cell) {
   const auto number = [](double value) { return fmt::format("{}", value); };
   return {"--quiet",
+          "--with-parent",
           "--port",
           "0",
           "--rate",
@@ -79,40 +83,63 @@ SimulatorProcess::SimulatorProcess(const std::string& program, const zel::sim::C
   argv.push_back(nullptr);
 
   int ends[2];
-  if (pipe(ends) != 0) throw std::runtime_error("no pipe to be had");
+  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe to be had");
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-  posix_spawn_file_actions_addclose(&actions, ends[0]);
-  const int spawned = posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ);
+  // A group of its own: Ctrl-C ends this process, which ends the simulator after the sensor.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  const int spawned =
+      posix_spawn(&pid_, program.c_str(), &actions, &attributes, argv.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
   output_ = fdopen(ends[0], "r");
-  if (spawned != 0) pid_ = -1;
+  if (spawned != 0) {
+    pid_ = -1;
+    stop();
+    throw std::runtime_error(fmt::format("{}: {}", program, std::strerror(spawned)));
+  }
 
   char line[512] = {};
-  const char* ready = output_ != nullptr ? std::fgets(line, sizeof line, output_) : nullptr;
-  const std::string text = ready != nullptr ? ready : "";
+  const std::string text = std::fgets(line, sizeof line, output_) != nullptr ? line : "";
   const auto robot = text.find("robot link on");
   if (robot == std::string::npos ||
       std::sscanf(text.c_str(), "listening on 127.0.0.1:%hu", &sensorPort_) != 1 ||
       std::sscanf(text.c_str() + robot, "robot link on 127.0.0.1:%hu", &robotPort_) != 1) {
     stop();
-    throw std::runtime_error(fmt::format("{} did not start: {}", program, text));
+    zel::cli::stopIfInterrupted();
+    throw std::runtime_error(
+        fmt::format("{} did not say where it listens, but \"{}\"", program, text));
   }
 }
 
-void SimulatorProcess::stop() {
-  if (pid_ > 0) {
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
+std::string SimulatorProcess::stop() {
+  std::string last;
+  if (pid_ > 0) kill(pid_, SIGTERM);
+  if (output_ != nullptr) {
+    for (char line[512]; std::fgets(line, sizeof line, output_) != nullptr;) last += line;
+    std::fclose(output_);
   }
-  if (output_ != nullptr) std::fclose(output_);
+  if (pid_ > 0) waitpid(pid_, nullptr, 0);
+  pid_ = -1;
+  output_ = nullptr;
+  return last;
 }
 
-std::int64_t FrameStatistics::lost() const {
-  const std::int64_t expected = std::llround(seconds * frameRate) + 1;
-  return std::max<std::int64_t>(0, expected - frames);
+void printFrames(const FrameStatistics& received, const std::string& simulator) {
+  unsigned long sent = 0, skipped = 0;
+  const auto line = simulator.find('\n');
+  if (line != std::string::npos) {
+    std::sscanf(simulator.c_str() + line + 1, "%lu frames, %lu times skipped", &sent, &skipped);
+  }
+  fmt::print("\nframes   {} received of {} sent, {:.1f} Hz, longest gap {:.1f} ms\n",
+             received.frames, sent, received.rate(), 1000.0 * received.longestGap);
+  if (skipped > 0) {
+    fmt::print("         {} more the simulator could not send in time\n", skipped);
+  }
 }
 
 SensorEtherNet_UDP& networkSensor() {
@@ -128,8 +155,7 @@ NetworkLink::NetworkLink(const SimulatorProcess& simulator, const Pose& start,
       actual_(start) {}
 
 bool NetworkLink::feed() {
-  Wrench reading;
-  return zel_ftc_obtainFTSensorData(reading.data()) == 1;
+  return true;  // a run reads the sensor itself
 }
 
 Wrench NetworkLink::read() {
@@ -151,21 +177,30 @@ void NetworkLink::follow(const Pose& pose) {
   next_ = std::max(next_, steady_clock::now() - milliseconds(1));  // what was late is not made up
 }
 
-/// Notes the frames that came since the last look.
+/// Notes the frames that came since the last look. Between two looks d frames have come; the last
+/// d - 1 of them may have been as close together as the rate allows: the rest of the time is a gap.
 void NetworkLink::look() {
   constexpr int counts = 100001;  // the counter runs 0..100000
   const int count = networkSensor().IPOC;
-  const zel_clock time = networkSensor().time_start;
+  const int fresh = (count - lastCount_ + counts) % counts;
+  if (fresh == 0) return;
+  const auto now = steady_clock::now();
   if (frames_.frames == 0) {
-    firstTime_ = lastTime_ = time;
-    frames_.frames = 1;
-  } else if (count != lastCount_) {
-    frames_.frames += (count - lastCount_ + counts) % counts;
-    frames_.worstGap = std::max(frames_.worstGap, duration<double>(time - lastTime_).count());
-    frames_.seconds = duration<double>(time - firstTime_).count();
-    lastTime_ = time;
+    firstTime_ = now;
+  } else {
+    const double gap = duration<double>(now - lastTime_).count() - (fresh - 1) / frameRate;
+    frames_.longestGap = std::max(frames_.longestGap, gap);
+    frames_.framesSeen += fresh;
+    frames_.seconds = duration<double>(now - firstTime_).count();
   }
+  frames_.frames += fresh;
   lastCount_ = count;
+  lastTime_ = now;
+}
+
+const FrameStatistics& NetworkLink::frames() {
+  look();
+  return frames_;
 }
 
 /// A sensor that has fallen silent is left to the library: the run tells.

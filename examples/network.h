@@ -18,11 +18,11 @@ namespace example {
 /// Frames per second that the simulated sensor streams.
 constexpr double frameRate = 1000.0;
 
-/// A running zel_sensor_sim with the simulated cell. Ends with the object.
+/// A running zel_sensor_sim with the simulated cell. Ends with the object, or with this process.
 class SimulatorProcess {
  public:
-  /// Starts `program` on free ports and waits until it listens. Throws std::runtime_error when it
-  /// does not.
+  /// Starts `program` on free ports and waits until it listens. Throws std::runtime_error with the
+  /// reason when it does not.
   SimulatorProcess(const std::string& program, const zel::sim::CellConfig& cell);
   ~SimulatorProcess() { stop(); }
   SimulatorProcess(const SimulatorProcess&) = delete;
@@ -31,23 +31,26 @@ class SimulatorProcess {
   unsigned short sensorPort() const { return sensorPort_; }
   unsigned short robotPort() const { return robotPort_; }
 
- private:
-  void stop();
+  /// Ends it. Gives what it said last: its own statistics.
+  std::string stop();
 
+ private:
   pid_t pid_ = -1;
   std::FILE* output_ = nullptr;
   unsigned short sensorPort_ = 0, robotPort_ = 0;
 };
 
-/// What arrived of the stream.
+/// What arrived of the stream, as seen by a thread that looks about ten times per frame.
 struct FrameStatistics {
-  std::int64_t frames = 0;
-  double seconds = 0.0;   ///< from the first frame to the last
-  double worstGap = 0.0;  ///< s between two frames that were looked at one after the other
-  double rate() const { return seconds > 0.0 ? static_cast<double>(frames) / seconds : 0.0; }
-  /// Fewer than the nominal rate asks for.
-  std::int64_t lost() const;
+  std::int64_t frames = 0;      ///< since the stream began
+  double seconds = 0.0;         ///< from the first frame seen to the last
+  std::int64_t framesSeen = 0;  ///< in these seconds
+  double longestGap = 0.0;      ///< s without a frame, as far as it is certain
+  double rate() const { return seconds > 0.0 ? static_cast<double>(framesSeen) / seconds : 0.0; }
 };
+
+/// Prints what arrived beside what the simulator says that it has sent (see stop()).
+void printFrames(const FrameStatistics& received, const std::string& simulator);
 
 /// The network sensor as the library sees it (the library must be open with it).
 SensorEtherNet_UDP& networkSensor();
@@ -63,7 +66,8 @@ class NetworkLink : public RobotLink {
   Pose actual() override { return actual_; }
   void follow(const Pose& pose) override;
 
-  const FrameStatistics& frames() const { return frames_; }
+  /// Counts up to now; call it once more after the stream has stopped.
+  const FrameStatistics& frames();
 
  private:
   void look();
@@ -75,7 +79,7 @@ class NetworkLink : public RobotLink {
   Pose set_, actual_;
   FrameStatistics frames_;
   int lastCount_ = 0;
-  zel_clock firstTime_ = {}, lastTime_ = {};
+  std::chrono::steady_clock::time_point firstTime_, lastTime_;
 };
 
 }  // namespace example

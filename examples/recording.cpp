@@ -20,8 +20,8 @@ std::vector<Sample> readRecording(const std::string& path) {
 
 bool RecordingLink::feed() {
   if (now_ >= samples_.size()) return false;
-  Wrench reading = samples_[now_].reading;
-  return zel_ftc_obtainFTSensorData(reading.data()) == 1;
+  handIn(samples_[now_].reading);
+  return true;
 }
 
 Pose RecordingLink::pose() {

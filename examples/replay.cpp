@@ -14,6 +14,7 @@
 #include "examples/common.h"
 #include "examples/recording.h"
 #include "examples/report.h"
+#include "tools/command_line.h"
 
 int main(int argc, char** argv) {
   std::string file, out = "out";
@@ -35,22 +36,25 @@ int main(int argc, char** argv) {
   example::addOptions(app, setup);
   example::addOptions(app, mode);
 
-  return example::runMain(app, argc, argv, [&] {
+  return zel::cli::run(app, argc, argv, [&] {
     const std::vector<example::Sample> samples = example::readRecording(file);
+    example::Records records(out, "replay");
+    example::Log& log = records.log;
     example::RecordingLink robot(samples);
     const example::Library library;
     example::configure(setup);
     example::zero(robot);  // with the first line: it has to be free of contact
 
     const example::CycleLimits limits{.period = setup.period, .longest = 1e6, .progress = 5.0};
-    example::Log log;
+    example::Outcome last;
     int runs = 0;
     for (std::size_t begin = 0; begin == 0 || all; begin = log.size()) {
-      const int code = example::approach(robot, mode, limits, log);
+      const example::Outcome outcome = example::approach(robot, mode, limits, log);
       if (log.size() == begin) break;
+      last = outcome;
       const example::Log part(log.begin() + static_cast<std::ptrdiff_t>(begin), log.end());
       fmt::print("run {} from {:.3f} s to {:.3f} s\n", ++runs, part.front().time, part.back().time);
-      example::print(example::summarise(part, mode), mode, code);
+      example::print(example::summarise(part, mode), mode, outcome);
       robot.follow({});
     }
 
@@ -58,14 +62,9 @@ int main(int argc, char** argv) {
     const auto held = example::forceStatistics(log, "approach", mode.direction);
     fmt::print("held force over all cycles: {:.2f} to {:.2f}, mean {:.2f}\n", held.least,
                held.greatest, held.mean);
-    example::record(out, "replay", log,
-                    {.title = "Replay of " + file,
-                     .axis = mode.direction,
-                     .wanted = mode.force,
-                     .marks = example::marksOf(log, mode)});
+    records.finish("Replay of " + file, mode, true);
     fmt::print("replay: {} cycles, runs: {}, first contact {}, last code {}\n", log.size(), runs,
-               first.contact ? fmt::format("{:.2f} s", first.contactTime) : "none",
-               log.back().code);
-    return first.contact ? 0 : 1;
+               first.contact ? fmt::format("{:.2f} s", first.contactTime) : "none", last.brief());
+    return first.contact ? zel::cli::done : zel::cli::notAsWanted;
   });
 }

@@ -1,12 +1,14 @@
-// What the examples make of a log: figures, a CSV with every cycle, a picture.
+// What the examples make of a log: figures, a CSV with every cycle, pictures.
 #ifndef ZEL_FTC_EXAMPLES_REPORT_H
 #define ZEL_FTC_EXAMPLES_REPORT_H
 
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "examples/common.h"
+#include "tools/command_line.h"
 
 namespace example {
 
@@ -21,8 +23,8 @@ struct Statistics {
 };
 Statistics statisticsOf(const std::vector<double>& values);
 
-/// Statistics of the held force over the cycles of one run, its first `settling` seconds left out.
-Statistics forceStatistics(const Log& log, const std::string& run, int axis, double settling = 0.0);
+/// Statistics of the held force over the cycles of one run.
+Statistics forceStatistics(const Log& log, const std::string& run, int axis);
 
 /// An approach in figures. Contact is what the library takes for it: force or torque of the control
 /// frame beyond the switching values.
@@ -31,56 +33,93 @@ struct ApproachSummary {
   double contactTime = 0.0;            ///< s
   double settledForce = 0.0;           ///< mean held force of the last 20 cycles
   double overshoot = 0.0;              ///< N beyond the expected force, 0 if it never was
+  /// The impact: where the force was greatest before it dropped, and where least before it rose
+  /// with the set point. Nothing when it did not drop.
+  std::optional<Cycle> peak, drop;
 };
 ApproachSummary summarise(const Log& log, const ApproachMode& mode);
 
-/// Prints contact, settled force, overshoot and result code.
-void print(const ApproachSummary& summary, const ApproachMode& mode, int code);
+/// Prints contact, settled force, overshoot and how the run went.
+void print(const ApproachSummary& summary, const ApproachMode& mode, const Outcome& outcome);
 
-/// The text that belongs to a result code of a run.
-std::string codeText(int code);
+/// Prints force statistics, deviation from the path and how a tracking run ("line" or "arc") went.
+void printTracking(const std::string& run, const Log& log, int axis, const Pose& end,
+                   const Outcome& outcome);
 
-/// How the path was kept, seen along the direction `normal` of the force: deviation to the side of
-/// the path, and the distance to its end point at the end. mm.
-struct PathDeviation {
-  Statistics side;
-  double endPoint = 0.0;
+/// A file that is complete when it has its name: it is written as <path>.part, which goes away
+/// unless keep() is called.
+class KeptFile {
+ public:
+  /// Makes the folder. Throws std::runtime_error when folder or file cannot be written.
+  explicit KeptFile(const std::string& path);
+  ~KeptFile();
+  KeptFile(const KeptFile&) = delete;
+  KeptFile& operator=(const KeptFile&) = delete;
+
+  std::ostream& stream() { return file_; }
+  const std::string& path() const { return path_; }
+  /// Throws std::runtime_error when not all could be written.
+  void keep();
+
+ private:
+  std::string part() const { return path_ + ".part"; }
+
+  std::string path_;
+  std::ofstream file_;
 };
-PathDeviation lineDeviation(const Log& log, const Pose& start, const Pose& end);
-PathDeviation arcDeviation(const Log& log, const Pose& start, const Pose& via, const Pose& end);
 
 /// Writes every cycle. Columns: run; t [s]; x, y, z [mm], a, b, c [rad] the pose handed to the
 /// library; fx..mz [N, N m] the raw reading; cfx..cmz the compensated wrench in the frame of the
-/// mode; ax, ay, az [mm] where the flange was; code. The replay example reads these files.
+/// mode; ax, ay, az [mm] where the flange was; ox, oy, oz [mm], oa, ob, oc [rad] the pose sent to
+/// the robot; px, py, pz [mm] planned and side [mm] of the path, where the flange was; wanted [N]
+/// the force that the mode holds or seeks on its main axis, empty in free air; step, driven [mm/s,
+/// rad/s] the motion along that axis, as sent and as the flange has moved since the cycle before;
+/// phase of an approach; code. The replay example reads these files.
 std::string writeCsv(const std::string& folder, const std::string& name, const Log& log);
 
-struct Mark {
-  double time;
-  std::string text;
+/// The records of a program: CSV and pictures.
+class Records {
+ public:
+  /// Throws std::runtime_error when the folder cannot be written: before anything has moved.
+  Records(std::string folder, std::string name);
+  /// What came before an interruption or an error is kept: as CSV.
+  ~Records();
+  Records(const Records&) = delete;
+  Records& operator=(const Records&) = delete;
+
+  /// Writes and draws the log; `recorded` when the robot did not follow.
+  void finish(const std::string& title, const ApproachMode& mode, bool recorded = false);
+
+  Log log;
+
+ private:
+  void keepCsv();
+
+  std::string folder_, name_;
+  KeptFile csv_;
+  bool open_ = true;
 };
-/// The first contact of the approach and the end of every run, for the picture.
-std::vector<Mark> marksOf(const Log& log, const ApproachMode& mode);
 
-struct Picture {
-  std::string title;
-  int axis = 2;         ///< of the force shown
-  double wanted = 0.0;  ///< expected force
-  std::vector<Mark> marks = {};
-  bool pathFromAbove = false;  ///< adds the path in the x-y plane
+/// What a program that works with the simulated cell in this process starts with: records, cell,
+/// link, the library opened, configured and zeroed.
+struct Session {
+  Session(const std::string& name, const Options& options);
+  /// Approaches and prints the figures.
+  Outcome approach();
+  /// Prints the figures of a tracking run after the approach and the closing line. Exit code.
+  zel::cli::Exit finishTracking(const Pose& end, const Outcome& outcome);
+  /// Records, closing line and exit code of a program whose approach has not ended as it should.
+  zel::cli::Exit finishWithoutContact(const Outcome& approach);
+
+  std::string name;
+  Options options;
+  Records records;
+  zel::sim::CellConfig config;
+  zel::sim::Cell cell;
+  CellLink robot;
+  Library library;
+  ApproachMode mode;
 };
-/// Writes <name>.csv and draws force and position over time into <name>.png with gnuplot; says so
-/// when gnuplot is missing. The gnuplot commands stay beside the picture.
-void record(const std::string& folder, const std::string& name, const Log& log,
-            const Picture& picture);
-
-/// Prints force statistics, deviation and result code of a tracking run ("line" or "arc").
-void printTracking(const std::string& run, const Log& log, int axis, const PathDeviation& path,
-                   int code);
-
-/// Prints force statistics and deviation of a tracking run ("line" or "arc"), records the session
-/// and prints the closing line. Gives the exit status.
-int finishTracking(const std::string& run, const Session& session, const PathDeviation& path,
-                   int code, const Options& options);
 
 }  // namespace example
 

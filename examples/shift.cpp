@@ -11,19 +11,82 @@
 #include "examples/identification.h"
 #include "examples/network.h"
 #include "examples/report.h"
+#include "tools/command_line.h"
+
+namespace {
+
+using namespace example;
+
+/// The steps of a shift, one after the other as long as each ends as it should.
+struct Shift {
+  Options options;
+  NetworkLink& robot;
+  Log& log;
+  ApproachMode mode = approachMode(options);
+  std::string codes = {}, failure = {};
+
+  bool step(const char* title, const std::function<Outcome()>& run) {
+    fmt::print("\n-- {}\n", title);
+    const Outcome outcome = run();
+    codes += " " + outcome.brief();
+    if (!outcome.ended()) failure = fmt::format("{}: {}", title, outcome.text());
+    return outcome.ended();
+  }
+
+  Outcome contact() {
+    const Outcome outcome = approach(robot, mode, {.period = options.period}, log);
+    print(summarise(log, mode), mode, outcome);
+    return outcome;
+  }
+
+  Outcome line() {
+    const Pose start = robot.pose(), end = moved(start, 80, 0, 0);
+    const Outcome outcome = followLine(robot, start, end, options, log);
+    printTracking("line", log, mode.direction, end, outcome);
+    return outcome;
+  }
+
+  Outcome arc() {
+    const Pose start = robot.pose(), via = moved(start, -30, 30, 0), end = moved(start, -60, 0, 0);
+    const Outcome outcome = followArc(robot, start, via, end, options, log);
+    printTracking("arc", log, mode.direction, end, outcome);
+    return outcome;
+  }
+
+  Outcome seat() {
+    ApproachMode seated = mode;
+    seated.force = 2 * options.force;
+    seated.breakRange[mode.direction] = 1.0;
+    configureAssembly(seated);
+    require(zel_set_minValue(-1.0, ZEL_MIN_PATH), "zel_set_minValue");
+    const Outcome outcome = pushHome(robot, 1.0, seated, options, log);
+    fmt::print("force at the end {:.1f} N\nresult  {}\n", heldForce(log.back(), mode.direction),
+               outcome.text());
+    return outcome;
+  }
+};
+
+}  // namespace
 
 int main(int argc, char** argv) {
-  example::Options options;
-  std::string simulatorProgram =
-      (std::filesystem::path(argv[0]).parent_path() / "../tools/zel_sensor_sim").string();
+  Options options;
+  std::string simulatorProgram;
   CLI::App app{"A simulated robot works a shift, with the sensor on the network."};
-  example::addOptions(app, options);
-  app.add_option("--simulator", simulatorProgram, "The simulator's program");
+  addRobotOptions(app, options);
+  addContactOptions(app, options);
+  addPathOptions(app, options);
+  app.add_option("--simulator", simulatorProgram,
+                 "The simulator's program; default: zel_sensor_sim of the same build")
+      ->capture_default_str();
 
-  return example::runMain(app, argc, argv, [&] {
-    using namespace example;
+  return zel::cli::run(app, argc, argv, [&] {
+    Records records(options.out, "shift");
+    if (simulatorProgram.empty()) {
+      const auto program = std::filesystem::read_symlink("/proc/self/exe");
+      simulatorProgram = (program.parent_path() / "../tools/zel_sensor_sim").lexically_normal();
+    }
     const zel::sim::CellConfig cell = demoCell(options);
-    const SimulatorProcess simulator(simulatorProgram, cell);
+    SimulatorProcess simulator(simulatorProgram, cell);
     const Library library(simulator.sensorPort());
     const ZelSensor::DeviceModelInfo& id = networkSensor().dev_info;
     Wrench range;
@@ -38,50 +101,23 @@ int main(int argc, char** argv) {
     setup.load = identify(robot, cell.start, cell.flange_sensor);
     printLoads(setup.load, cell.load);
 
-    fmt::print("\n-- zero at rest, approach\n");
     for (int n = 0; n < 100; ++n) robot.follow(cell.start);
     configure(setup);
     zero(robot);
-    const ApproachMode mode = approachMode(options);
-    Log log;
-    std::vector<int> codes = {approach(robot, mode, {.period = options.period}, log)};
-    print(summarise(log, mode), mode, codes.back());
+    Shift shift{options, robot, records.log};
+    const bool good = shift.step("approach", [&] { return shift.contact(); }) &&
+                      shift.step("line", [&] { return shift.line(); }) &&
+                      shift.step("arc", [&] { return shift.arc(); }) &&
+                      shift.step("push home", [&] { return shift.seat(); });
 
-    fmt::print("\n-- line\n");
-    Pose start = robot.pose();
-    Pose end = moved(start, 80, 0, 0);
-    codes.push_back(followLine(robot, start, end, options, log));
-    printTracking("line", log, mode.direction, lineDeviation(log, start, end), codes.back());
-
-    fmt::print("\n-- arc\n");
-    start = robot.pose();
-    const Pose via = moved(start, -30, 30, 0);
-    end = moved(start, -60, 0, 0);
-    codes.push_back(followArc(robot, start, via, end, options, log));
-    printTracking("arc", log, mode.direction, arcDeviation(log, start, via, end), codes.back());
-
-    fmt::print("\n-- push home\n");
-    ApproachMode seated = mode;
-    seated.force = 2 * options.force;
-    seated.breakRange[mode.direction] = 1.0;
-    configureAssembly(seated);
-    require(zel_set_minValue(-1.0, ZEL_MIN_PATH), "zel_set_minValue");
-    codes.push_back(pushHome(robot, 1.0, options, log));
-    fmt::print("seated at {:.1f} N, result code {} {}\n\n", heldForce(log.back(), mode.direction),
-               codes.back(), codeText(codes.back()));
-
-    const FrameStatistics& frames = robot.frames();
-    fmt::print("frames   {} at {:.1f} Hz, {} lost, worst gap {:.2f} ms\n", frames.frames,
-               frames.rate(), frames.lost(), 1000.0 * frames.worstGap);
-    record(options.out, "shift", log,
-           {.title = "Approach, line, arc and push home, sensor over UDP",
-            .axis = mode.direction,
-            .wanted = mode.force,
-            .marks = marksOf(log, mode),
-            .pathFromAbove = true});
-    const bool good =
-        std::all_of(codes.begin(), codes.end(), [](int c) { return c == ZEL_RUN_END; });
-    fmt::print("shift: {} {}\n", good ? "end" : "failed", fmt::join(codes, " "));
-    return good ? 0 : 1;
+    require(zel_ftc_uninitialFTSensor(), "zel_ftc_uninitialFTSensor");
+    printFrames(robot.frames(), simulator.stop());
+    records.finish("Approach, line, arc and push home, sensor over UDP", shift.mode);
+    if (!good) {
+      fmt::print("shift: failed, {}\n", shift.failure);
+      return zel::cli::notAsWanted;
+    }
+    fmt::print("shift: end{}\n", shift.codes);
+    return zel::cli::done;
   });
 }

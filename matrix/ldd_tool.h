@@ -10,7 +10,7 @@
 /// The load on a force/torque sensor.
 struct load_para_t {
   double g;           ///< weight, N
-  double lx, ly, lz;  ///< centre of mass in the sensor frame, length unit of the poses
+  double lx, ly, lz;  ///< centre of mass in the sensor frame, m
 };
 using load_para = load_para_t;
 
@@ -40,10 +40,10 @@ using robot_pose_rvector_para = robot_pose_rvector_para_t;
 /// without contact sensorReset(); then in every cycle zeroGravTrafo().
 ///
 /// This is the identification to use with the force-control tool too: hand `g`, `lx`, `ly`, `lz` to
-/// zel_ftc_setLoadData. That function takes millimetres, while the lengths here come in the length
-/// unit of poses and torques: keep those in metres and N m, and multiply the lengths by 1000. (The
-/// tool's own zel_ftc_gravityCalibration reports the centre of mass of an ordinary sensor with the
-/// opposite sign.)
+/// zel_ftc_setLoadData. That function takes millimetres, while the lengths here are torque by
+/// force, N m / N, and so come in metres whatever the length unit of the poses: multiply them by
+/// 1000. (The tool's own zel_ftc_gravityCalibration reports the centre of mass of an ordinary
+/// sensor with the opposite sign.)
 ///
 /// Conventions: T_base_ft = T_base_tcp * inverse(T_flange_tool) * T_flange_ft is the pose of the
 /// sensor in the base. Wrenches are Fx, Fy, Fz [N], Mx, My, Mz [N m] in sensor axes. Gravity acts

@@ -21,7 +21,8 @@ struct RigidTransform;
 /// Frames: base (robot base), flange, sensor (on the flange), tool (on the sensor). Caller poses
 /// are in mm and rad, the members in m and rad; wrenches in N and N m. A measured wrench is the
 /// force that the surroundings exert on the tool. The controller drives the measured force towards
-/// minus the expected one: a tool that presses downwards with 10 N expects -10 along z.
+/// minus the expected one: a tool whose z axis points at the surface and that shall press with 10 N
+/// expects +10 along z, moves along +z and settles at -10.
 ///
 /// Which source file holds what:
 ///   ZelFTCTool_configuration.cpp  defaults, settings, clear
@@ -34,9 +35,10 @@ struct RigidTransform;
 ///   ZelFTCTool_runs.cpp           the sequence of a run, sensorReset
 ///
 /// One thread. No operation throws. The cycle operations (the runs, the readings) neither allocate
-/// nor make a system call except for reading the clock; the configuration of an approach and
-/// getLoadData print a line. The members are open for diagnostics and tests; a controller changes
-/// them through the operations only. Pointers are not checked here but in the flat interface.
+/// nor make a system call except for reading the clock; the configuration of an approach,
+/// getLoadData and a refused sensorReset print a line. The members are open for diagnostics and
+/// tests; a controller changes them through the operations only. Pointers are not checked here but
+/// in the flat interface.
 class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
  public:
   // ---- records --------------------------------------------------------------------------------
@@ -163,7 +165,8 @@ class ZEL_FTC_API ZelFTCTool : public ZelForceControlTool {
   bool runTrackingMotionMode = false;
   bool runDragMode = false;
   bool isApproachTouch = false, isAssemblyTouch = false;  ///< latches passed to isTouch
-  int ApproachMode = 0;  ///< phase: 0 towards contact, 1 in contact, 2 biased, 3 plain
+  /// Phase: 0 towards contact, 1 in contact. No operation enters 2 (biased); 3 (plain) follows it.
+  int ApproachMode = 0;
   bool isFistZeroFT = true;
   RVector PosStart{6}, PosNow{6}, PosEnd{6}, PosCTransition{6};
   RVector MoveLrv_q{7};              ///< step of a line: dx, dy, dz, quaternion increment

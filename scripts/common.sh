@@ -4,7 +4,8 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
-demo_packages=(g++ cmake ninja-build libboost-dev libeigen3-dev libfmt-dev libcli11-dev libfccp-dev gnuplot-nox)
+demo_packages=(g++ cmake ninja-build libboost-dev libeigen3-dev libfmt-dev libcli11-dev libfccp-dev
+  gnuplot-nox)
 test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev binutils)
 ci_packages=("${test_packages[@]}" clang libclang-rt-14-dev clang-format)
 
@@ -24,15 +25,22 @@ install_packages() {
     "${missing[@]}" >/dev/null
 }
 
-# Configures (once) and builds a preset, all of it or the targets named; prints the log only when
-# something fails.
+# Configures a preset unless that has been done with the presets as they stand. A copy in the build
+# tells; what the presets no longer set is forgotten.
+configure_preset() {
+  local preset=$1 log="$root/build/$1.log"
+  local configured="$root/build/$preset/CMakePresets.json"
+  mkdir -p "$root/build"
+  cmp -s "$root/CMakePresets.json" "$configured" && return
+  echo "Configuring $preset"
+  cmake --fresh --preset "$preset" >"$log" 2>&1 || { cat "$log"; return 1; }
+  cp "$root/CMakePresets.json" "$configured"
+}
+
+# Builds a preset, all of it or the targets named; prints the log only when something fails.
 build_preset() {
   local preset=$1 log="$root/build/$1.log" targets=("${@:2}")
-  mkdir -p "$root/build"
-  if [ ! -f "$root/build/$preset/build.ninja" ]; then
-    echo "Configuring $preset"
-    cmake --preset "$preset" >"$log" 2>&1 || { cat "$log"; return 1; }
-  fi
+  configure_preset "$preset"
   ninja -C "$root/build/$preset" -n "${targets[@]}" 2>/dev/null | grep -q 'no work to do' ||
     echo "Building $preset"
   cmake --build --preset "$preset" --target "${targets[@]:-all}" >"$log" 2>&1 ||

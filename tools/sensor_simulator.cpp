@@ -4,13 +4,12 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,10 +17,12 @@
 
 #include "sim/recording.h"
 #include "sim/robot_link.h"
+#include "tools/command_line.h"
 
 namespace {
 
 using namespace zel::sim;
+namespace cli = zel::cli;
 
 /// When the sensor falls silent or dies, s after the start.
 struct Outage {
@@ -47,6 +48,7 @@ struct Options {
   Outage death;
   double seconds = 0.0;
   bool quiet = false;
+  bool with_parent = false;
 };
 
 constexpr struct {
@@ -77,13 +79,15 @@ void addSensorOptions(CLI::App& app, Options& options) {
   app.add_option("-p,--port", port, "UDP port on 127.0.0.1; 0 = any free one, printed when ready")
       ->capture_default_str();
   app.add_option("-r,--rate", rate, "frames per second of the stream, Hz")
-      ->check(CLI::Range(1.0, 4000.0))
+      ->check(cli::within(1, 4000))
       ->capture_default_str();
   app.add_option("--binary-answer", binary_answer,
                  "datagram that answers \"<BINARY>\"; default none");
   app.add_option("--seconds", options.seconds, "end after this time, s; default: run until SIGINT")
-      ->check(CLI::PositiveNumber);
+      ->check(cli::positive());
   app.add_flag("-q,--quiet", options.quiet, "do not log the commands received");
+  app.add_flag("--with-parent", options.with_parent,
+               "end when the process ends that started the simulator");
 
   const auto addIdentity = [&app](const char* name, auto& value, const char* what) {
     showDefault(app.add_option(name, value, what), value)->group("Identity");
@@ -103,6 +107,7 @@ void addSourceOptions(CLI::App& app, Options& options) {
       app.add_option("--wrench", options.wrench, "a constant wrench, N and N m; default zero")
           ->delimiter(',')
           ->type_name("FX,FY,FZ,MX,MY,MZ")
+          ->check(cli::finite())
           ->group(group);
   auto* const recording =
       app.add_option("--recording", options.recording,
@@ -116,7 +121,7 @@ void addSourceOptions(CLI::App& app, Options& options) {
 
   app.add_option("--recording-rate", options.recording_rate,
                  "samples per second of the recording, Hz; default: the rate of the stream")
-      ->check(CLI::PositiveNumber)
+      ->check(cli::positive())
       ->needs(recording)
       ->group("Recording");
   app.add_option("--recording-end", options.recording_end,
@@ -137,14 +142,18 @@ void addCellOptions(CLI::App& app, Options& options) {
     return add(name, value, what)->capture_default_str();
   };
   const auto addMagnitude = [&](const char* name, double& value, const char* what) {
-    addNumber(name, value, what)->check(CLI::NonNegativeNumber);
+    addNumber(name, value, what)->check(cli::notNegative());
+  };
+  const auto addList = [&](const char* name, auto& values, const char* elements, const char* what) {
+    add(name, values, what)->delimiter(',')->type_name(elements)->check(cli::finite());
   };
   const auto addPose = [&](const char* name, Pose& pose, const char* what) {
-    add(name, pose, what)->delimiter(',')->type_name("X,Y,Z,A,B,C");
+    addList(name, pose, "X,Y,Z,A,B,C", what);
   };
   add("--robot-link", options.link_port,
-      "UDP port on 127.0.0.1 through which a controller moves the robot and lets time pass; "
-      "0 = any free one; default: the robot rests")
+      "UDP port on 127.0.0.1 through which a controller moves the robot and lets time pass, one "
+      "datagram of 64 bytes each way per cycle (layout: the guide); 0 = any free one; default: the "
+      "robot rests")
       ->check(CLI::Range(0, 65535));
   addPose("--start", config.start, "flange at the start, in the base, mm and rad");
   addMagnitude("--lag", options.lag_ms, "time constant with which the robot follows, ms");
@@ -156,14 +165,13 @@ void addCellOptions(CLI::App& app, Options& options) {
   addMagnitude("--stiffness", config.surface.stiffness, "of the surface, N/mm");
   addMagnitude("--damping", config.surface.damping, "of the surface, N s/mm");
   addMagnitude("--friction", config.surface.friction, "Coulomb coefficient of the surface");
-  addNumber("--radius", config.surface.radius, "of curvature of the surface, mm; 0 = flat");
+  addNumber("--radius", config.surface.radius,
+            "of curvature of the surface, mm; 0 = flat, negative = hollow")
+      ->check(cli::finite());
   addMagnitude("--load", config.load.weight, "weight of the tool, N");
-  add("--load-centre", config.load.centre, "centre of mass in the sensor frame, mm")
-      ->delimiter(',')
-      ->type_name("X,Y,Z");
-  add("--offset", config.offset, "constant error of the sensor, N and N m")
-      ->delimiter(',')
-      ->type_name("FX,FY,FZ,MX,MY,MZ");
+  addList("--load-centre", config.load.centre, "X,Y,Z", "centre of mass in the sensor frame, mm");
+  addList("--offset", config.offset, "FX,FY,FZ,MX,MY,MZ",
+          "constant error of the sensor, N and N m");
   addMagnitude("--force-noise", config.force_noise, "standard deviation, N");
   addMagnitude("--torque-noise", config.torque_noise, "standard deviation, N m");
   addNumber("--noise-seed", config.seed, "of the noise");
@@ -200,11 +208,11 @@ void addFaultOptions(CLI::App& app, Options& options) {
       ->check(CLI::Range(0, 261))
       ->group(group);
   add("--merged", faults.merged_packets, "packets per datagram of --merge, 2..100");
-  add("--delay", options.delay_ms, "of every packet, ms")->check(CLI::Range(0.0, 60000.0));
+  add("--delay", options.delay_ms, "of every packet, ms")->check(cli::within(0, 60000));
   add("--jitter", options.jitter_ms, "added to the delay, from 0 to this at random, ms")
-      ->check(CLI::Range(0.0, 60000.0));
+      ->check(cli::within(0, 60000));
   add("--answer-delay", options.answer_delay_ms, "from a command to its answer, ms")
-      ->check(CLI::Range(0.0, 60000.0));
+      ->check(cli::within(0, 60000));
   app.add_flag("--faults-on-replies", faults.replies,
                "faults strike the replies to commands too, not just streamed frames")
       ->group(group);
@@ -213,11 +221,11 @@ void addFaultOptions(CLI::App& app, Options& options) {
   const auto addOutage = [&](const std::string& name, Outage& outage, const std::string& what) {
     auto* const length = app.add_option(fmt::format("--{}-for", name), outage.length,
                                         fmt::format("for this long, s, {}", what))
-                             ->check(CLI::PositiveNumber)
+                             ->check(cli::positive())
                              ->group(group);
     app.add_option(fmt::format("--{}-after", name), outage.start,
                    "when that begins, s after the start; default at once")
-        ->check(CLI::NonNegativeNumber)
+        ->check(cli::notNegative())
         ->needs(length)
         ->group(group);
   };
@@ -294,7 +302,9 @@ sigset_t blockEndSignals() {
 }
 
 void simulate(Options options) {
+  if (options.with_parent) prctl(PR_SET_PDEATHSIG, SIGTERM);
   const sigset_t endSignals = blockEndSignals();
+  cli::stopIfInterrupted();  // by a signal that came before
   std::optional<SharedCell> cell;
   std::optional<RobotLinkServer> link;
   std::string source = fmt::format("constant wrench {}", fmt::join(options.wrench, ","));
@@ -354,20 +364,16 @@ int main(int argc, char** argv) {
   addSourceOptions(app, options);
   addCellOptions(app, options);
   addFaultOptions(app, options);
-  CLI11_PARSE(app, argc, argv);
 
-  options.sensor.faults.delay = options.delay_ms / 1000.0;
-  options.sensor.faults.jitter = options.jitter_ms / 1000.0;
-  options.sensor.faults.answer_delay = options.answer_delay_ms / 1000.0;
-  if (options.corrupt_at >= 0) options.sensor.faults.corrupt_at = options.corrupt_at;
-  if (app.count("--status-byte") > 0 && app.count("--status") == 0) {
-    options.sensor.faults[Fault::status].every = 1;
-  }
-  try {
+  return cli::run(app, argc, argv, [&] {
+    options.sensor.faults.delay = options.delay_ms / 1000.0;
+    options.sensor.faults.jitter = options.jitter_ms / 1000.0;
+    options.sensor.faults.answer_delay = options.answer_delay_ms / 1000.0;
+    if (options.corrupt_at >= 0) options.sensor.faults.corrupt_at = options.corrupt_at;
+    if (app.count("--status-byte") > 0 && app.count("--status") == 0) {
+      options.sensor.faults[Fault::status].every = 1;
+    }
     simulate(std::move(options));
-  } catch (const std::exception& error) {
-    fmt::print(stderr, "zel_sensor_sim: {}\n", error.what());
-    return 1;
-  }
-  return 0;
+    return cli::done;
+  });
 }

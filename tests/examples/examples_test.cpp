@@ -11,7 +11,6 @@
 
 namespace {
 
-using example::Cycle;
 using example::Log;
 using testing::HasSubstr;
 
@@ -60,26 +59,19 @@ TEST(Recording, RefusesWrongNumbersWithLineAndColumn) {
       testing::ThrowsMessage<std::runtime_error>(HasSubstr("line 3, column \"fx\": \"7x\"")));
 }
 
-TEST(Report, DeviationIsMeasuredToTheSideOfThePath) {
+TEST(Path, DeviationIsMeasuredToTheSide) {
   // The tool looks down; the path lies in the x-y plane, whatever the force control does along z.
   const example::Pose start = {100, 50, 20, 0, 0, pi};
-  Log log(3, {"line", 0, {}, {}, {}, {}, 80000});
-  log[0].actual = example::moved(start, 10, 0.5, -3);
-  log[1].actual = example::moved(start, 20, -0.25, 2);
-  log[2].actual = example::moved(start, 37, 0, 9);
-  const auto line = example::lineDeviation(log, start, example::moved(start, 40, 0, 0));
-  EXPECT_NEAR(std::max(std::fabs(line.side.least), std::fabs(line.side.greatest)), 0.5, 1e-9);
-  EXPECT_NEAR(line.side.greatest - line.side.least, 0.75, 1e-9);
-  EXPECT_NEAR(line.endPoint, 3.0, 1e-9);
+  const example::Pose end = example::moved(start, 40, 0, 0);
+  const example::Side line = example::besideLine(start, end);
+  EXPECT_NEAR(std::fabs(line(example::moved(start, 10, 0.5, -3))), 0.5, 1e-9);
+  EXPECT_NEAR(example::besideEnd(example::moved(start, 37, 0, 9), end), 3.0, 1e-9);
 
   // Circle of radius 5 about (105, 50).
-  log.assign(2, {"arc", 0, {}, {}, {}, {}, 80000});
-  log[0].actual = example::moved(start, 5 + 3 * 1.1, 4 * 1.1, -7);
-  log[1].actual = example::moved(start, 5 + 4 * 0.9, -3 * 0.9, 7);
-  const auto arc = example::arcDeviation(log, start, example::moved(start, 5, 5, 0),
-                                         example::moved(start, 10, 0, 0));
-  EXPECT_NEAR(arc.side.greatest, 0.5, 1e-9);
-  EXPECT_NEAR(arc.side.least, -0.5, 1e-9);
+  const example::Side arc =
+      example::besideArc(start, example::moved(start, 5, 5, 0), example::moved(start, 10, 0, 0));
+  EXPECT_NEAR(arc(example::moved(start, 5 + 3 * 1.1, 4 * 1.1, -7)), 0.5, 1e-9);
+  EXPECT_NEAR(arc(example::moved(start, 5 + 4 * 0.9, -3 * 0.9, 7)), -0.5, 1e-9);
 }
 
 TEST(Approach, RecordingOfASimulatedApproachReplaysToTheSameEnd) {
@@ -98,7 +90,7 @@ TEST(Approach, RecordingOfASimulatedApproachReplaysToTheSameEnd) {
     const example::Library library;
     example::configure(setup);
     example::zero(robot);
-    EXPECT_EQ(example::approach(robot, mode, limits, simulated), ZEL_RUN_END);
+    EXPECT_TRUE(example::approach(robot, mode, limits, simulated).ended());
     EXPECT_NEAR(cell.contact()[FZ], -10.0, 0.3) << "the force that the cell really exerts";
   }
   const auto summary = example::summarise(simulated, mode);
@@ -116,7 +108,7 @@ TEST(Approach, RecordingOfASimulatedApproachReplaysToTheSameEnd) {
   example::configure(setup);
   example::zero(robot);
   Log replayed;
-  EXPECT_EQ(example::approach(robot, mode, limits, replayed), ZEL_RUN_END);
+  EXPECT_TRUE(example::approach(robot, mode, limits, replayed).ended());
   EXPECT_NEAR(example::summarise(replayed, mode).contactTime, summary.contactTime, 0.008);
   for (std::size_t i = 0; i < replayed.size(); ++i) {
     EXPECT_NEAR(replayed[i].control[FZ], simulated[i].control[FZ], 0.5) << "cycle " << i;

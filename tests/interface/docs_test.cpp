@@ -1,7 +1,8 @@
-// The documentation against the code: every code with its name and its text, the README's cycle.
+// The documentation against the code: every code with its name and its text, every snippet.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -24,11 +25,32 @@ std::string entry(int value, const std::string& name) {
   return std::to_string(value) + " `" + name + "`";
 }
 
-TEST(Readme, ShowsTheCycleThatTheBuildCompiles) {
-  const std::string source = textOf("/examples/cycle.c");
-  const std::size_t begin = source.find("int approach_cycle");
-  ASSERT_NE(begin, std::string::npos);
-  EXPECT_THAT(textOf("/README.md"), HasSubstr("```c\n" + source.substr(begin) + "```"));
+/// The lines without their indentation.
+std::string withoutIndentation(const std::string& text) {
+  std::istringstream lines(text);
+  std::string result;
+  for (std::string line; std::getline(lines, line); result += '\n') {
+    result += line.substr(std::min(line.find_first_not_of(' '), line.size()));
+  }
+  return result;
+}
+
+TEST(Snippets, StandInExamplesThatTheBuildCompiles) {
+  std::string examples;
+  for (const char* file : {"first_contact.c", "identification.cpp"}) {
+    examples += withoutIndentation(textOf((std::string("/examples/") + file).c_str()));
+  }
+  int snippets = 0;
+  for (const char* page :
+       {"/README.md", "/docs/guide.md", "/docs/behaviour.md", "/docs/codes.md"}) {
+    const std::string text = withoutIndentation(textOf(page));
+    for (std::size_t at = 0; (at = text.find("```c", at)) != std::string::npos; ++snippets) {
+      const std::size_t begin = text.find('\n', at) + 1;
+      at = text.find("```\n", begin);
+      EXPECT_THAT(examples, HasSubstr(text.substr(begin, at - begin))) << page;
+    }
+  }
+  EXPECT_EQ(snippets, 4);
 }
 
 TEST(CodesPage, ListsEveryRunResultWithItsText) {

@@ -1,0 +1,86 @@
+#include "tools/command_line.h"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <utility>
+
+namespace zel::cli {
+namespace {
+
+std::atomic<bool> interrupted = false;
+static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler may set it
+
+/// `what` completes the sentence "... is not".
+CLI::Validator number(const std::string& what, std::function<bool(double)> passes) {
+  return CLI::Validator(
+      [what, passes = std::move(passes)](const std::string& text) {
+        char* end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        const bool parsed = !text.empty() && *end == '\0' && std::isfinite(value);
+        return parsed && passes(value) ? "" : fmt::format("\"{}\" is not {}", text, what);
+      },
+      "");
+}
+
+}  // namespace
+
+CLI::Validator finite() {
+  return number("a finite number", [](double) { return true; });
+}
+
+CLI::Validator positive() {
+  return number("a number above 0", [](double value) { return value > 0.0; });
+}
+
+CLI::Validator notNegative() {
+  return number("a number of 0 or above", [](double value) { return value >= 0.0; });
+}
+
+CLI::Validator within(double least, double greatest) {
+  return number(fmt::format("a number from {} to {}", least, greatest),
+                [=](double value) { return value >= least && value <= greatest; })
+      .description(fmt::format("{}..{}", least, greatest));
+}
+
+void stopIfInterrupted() {
+  if (interrupted) throw Interrupted();
+}
+
+int run(CLI::App& app, int argc, char** argv, const std::function<Exit()>& body) {
+  if (app.get_name().empty()) app.name(std::filesystem::path(argv[0]).filename().string());
+  app.footer(
+      "Exit codes: 0 all went as it should; 1 a run did not end as wanted, or was interrupted;\n"
+      "2 wrong usage, or files, ports or sensor are not to be had.");
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // progress is seen in a pipe as well
+  struct sigaction once = {};
+  once.sa_handler = [](int) { interrupted = true; };
+  once.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigaction(SIGINT, &once, nullptr);
+  sigaction(SIGTERM, &once, nullptr);
+
+  const auto fail = [&app](const std::exception& error, Exit code) {
+    std::fflush(stdout);
+    fmt::print(stderr, "{}: {}\n", app.get_name(), error.what());
+    return code;
+  };
+  try {
+    app.parse(argc, argv);
+    return body();
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? done : notPossible;
+  } catch (const Interrupted& error) {
+    return fail(error, notAsWanted);
+  } catch (const std::exception& error) {
+    return fail(error, notPossible);
+  }
+}
+
+}  // namespace zel::cli

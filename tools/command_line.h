@@ -1,0 +1,43 @@
+// What every program here does alike: options whose numbers are checked, exit codes, an orderly end
+// on SIGINT and SIGTERM.
+#ifndef ZEL_FTC_TOOLS_COMMAND_LINE_H
+#define ZEL_FTC_TOOLS_COMMAND_LINE_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <stdexcept>
+
+namespace zel::cli {
+
+/// Exit codes of every program.
+enum Exit {
+  done = 0,         ///< all went as it should
+  notAsWanted = 1,  ///< a run did not end as wanted, or was interrupted
+  notPossible = 2   ///< wrong usage, or the surroundings do not allow it (files, ports, sensor)
+};
+
+/// Checks for number options. What does not pass is refused with a sentence that says which numbers
+/// do; not-a-number and infinity never pass. Lists are checked element by element.
+CLI::Validator finite();
+CLI::Validator positive();
+CLI::Validator notNegative();
+CLI::Validator within(double least, double greatest);
+
+/// What unwinds a program that got SIGINT or SIGTERM.
+struct Interrupted : std::runtime_error {
+  Interrupted() : std::runtime_error("interrupted") {}
+};
+
+/// Throws Interrupted when one of the signals has come since run() began. Loops that take time call
+/// it, so that destructors stop sensors, end processes and keep files. A second signal ends the
+/// program at once.
+void stopIfInterrupted();
+
+/// Parses the command line and runs the body, whose result is the exit code. An error becomes one
+/// line on standard error and notPossible, an interruption notAsWanted. Adds the exit codes to the
+/// help.
+int run(CLI::App& app, int argc, char** argv, const std::function<Exit()>& body);
+
+}  // namespace zel::cli
+
+#endif
