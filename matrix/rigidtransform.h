@@ -23,8 +23,8 @@ struct alignas(16) RigidTransform {
 constexpr RigidTransform identity = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
 
 /// Two doubles that are worked on side by side, each exactly as on its own. Rows are written and
-/// read by pairs: a compiler left alone writes them in other pieces than it reads them, which costs
-/// the cycle up to a tenth.
+/// read by pairs, always the same ones: a processor waits for what it reads in other pieces than it
+/// has just written, and which pieces a compiler chooses by itself is luck.
 using Pair = double __attribute__((vector_size(16)));
 
 inline Pair load(const double* two) {

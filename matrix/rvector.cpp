@@ -17,7 +17,7 @@ constexpr double pi = 3.141592653589793;
 constexpr double twoPi = 6.283185307179586;
 
 double wrapped(double x) {
-  constexpr double manyTurns = 0x1p30;  // 1.7e8 of them: a good part of a second
+  constexpr double manyTurns = 0x1p30;
   if (const double magnitude = std::fabs(x); magnitude >= manyTurns) {
     if (magnitude - twoPi == magnitude) return x;
     x = std::fmod(x, twoPi);

@@ -46,8 +46,8 @@ class ZEL_FTC_API RVector {
   /// The elements of a followed by those of b.
   static RVector catRVector(RVector& a, RVector b);
   /// Wraps every element into [-pi, pi): subtracts 2 pi while it is at least pi, adds 2 pi while it
-  /// is below -pi; from 2^30 on one exact remainder goes first, instead of seconds of turns. An
-  /// element that a turn does not change (from about 2^56 on, infinite, not a number) stays.
+  /// is below -pi, turn by turn. From 2^30 on (a good part of a second) one exact remainder goes
+  /// first. An element that a turn does not change (about 2^56, infinite, not a number) stays.
   static void processAngle(RVector& v);
   /// The diagonal of M, M.iRow elements.
   static RVector diagRVector(RMatrix& M);

@@ -1,5 +1,5 @@
-// Sizes and indices beyond the storage, in public fields and arguments: a release build follows them
-// to the end of the storage (run with AddressSanitizer), a debug build asserts.
+// Sizes and indices beyond the storage, in public fields and in arguments: a release build follows
+// them to the end of the storage, which AddressSanitizer watches; a debug build asserts.
 #include <gtest/gtest.h>
 
 #include <algorithm>
