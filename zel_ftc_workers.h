@@ -1,11 +1,11 @@
 /* Where and how the two worker threads of the network sensor run.
  *
  * The receive thread takes datagrams from the socket, the unpack thread makes readings of them;
- * both live from zel_ftc_initialFTSensor to zel_ftc_uninitialFTSensor. Nothing of the thread that
- * initialises the sensor is passed on to them but its nice value: they run under SCHED_OTHER, on
- * the cores that the process had when the library was loaded, with all signals blocked, under the
- * names "zel_ft_receive" and "zel_ft_unpack". This header changes core, policy and priority, and
- * how the unpack thread passes its time:
+ * both live from zel_ftc_initialFTSensor to zel_ftc_uninitialFTSensor. They take over neither
+ * policy nor cores nor open signals of the thread that initialises the sensor: they run under
+ * SCHED_OTHER, on the cores that the process had when the library was loaded, with all signals
+ * blocked, under the names "zel_ft_receive" and "zel_ft_unpack". This header changes core, policy
+ * and priority, and how the unpack thread passes its time:
  *
  *   it spins (default)   a frame is a reading as soon as it has arrived; takes one core, all of it
  *   it waits             takes next to no processor time; a frame is a reading a wake-up later

@@ -40,7 +40,7 @@ namespace protocol = zel::protocol;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint16_t driverPort = 52000;
-constexpr std::size_t framePacket = protocol::shortestPacket + protocol::channelBytes;
+constexpr std::size_t framePacket = protocol::shortestPacket + protocol::sixValues;
 constexpr int numbers = 100000;  ///< frames are numbered in channel 0, in thousandths
 
 double seconds(Clock::duration d) {
@@ -104,7 +104,7 @@ class Sender {
         while (Clock::now() < due) std::this_thread::yield();
       }
       number = number % (numbers - 1) + 1;
-      std::uint8_t channels[protocol::channelBytes] = {};
+      std::uint8_t channels[protocol::sixValues] = {};
       protocol::writeInt32(channels, number);
       std::uint8_t packet[framePacket];
       const auto length = protocol::writePacket(

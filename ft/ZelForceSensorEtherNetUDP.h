@@ -37,8 +37,8 @@ struct Command;
 /// into rawData). initialFTSensor starts the two, uninitialFTSensor ends them. The unpack thread
 /// spins while the sensor is up, so that a frame is published the moment it is complete: give it a
 /// processor core of its own, or let it wait. Where and how the two run is chosen with
-/// zel_ftc_workers.h; they take over nothing else from the caller. The local UDP port is 52000,
-/// cannot be chosen, and is shared with nobody.
+/// zel_ftc_workers.h, not taken over from the caller. The local UDP port is 52000, cannot be
+/// chosen, and is shared with nobody.
 ///
 ///   state                bConnect  bSensorRun  bSampleMode  readings come from
 ///   closed               false     false       false        -

@@ -202,9 +202,10 @@ void SensorEtherNet_UDP::changeToBinaryMode() {
 /// Runs a command: sends it with its payload, waits and judges the answer as its row says.
 bool SensorEtherNet_UDP::command(const protocol::Command& row, const std::uint8_t* payload,
                                  Reply& reply) {
-  const bool answered = row.payload == 0 ? simpleCommunication(row.code, reply.body, row.wait)
-                                         : simpleCommunication2(row.code, payload, int(row.payload),
-                                                                reply.body, row.wait);
+  const auto length = static_cast<int>(row.payload);
+  const bool answered = length == 0
+                            ? simpleCommunication(row.code, reply.body, row.wait)
+                            : simpleCommunication2(row.code, payload, length, reply.body, row.wait);
   const bool accepted =
       row.check == protocol::Check::answered || reply.body[protocol::commandOffset] == row.code;
   if (answered && accepted) return true;
@@ -225,7 +226,7 @@ bool SensorEtherNet_UDP::switchCommand(const protocol::Command& row, bool on) {
 
 bool SensorEtherNet_UDP::sixValueCommand(const protocol::Command& row, const double* values) {
   if (values == nullptr) return false;
-  std::uint8_t payload[24];
+  std::uint8_t payload[protocol::sixValues];
   for (int i = 0; i < 6; ++i) {
     if (!std::isfinite(values[i] * 1000.0)) {
       setCODE(row.failure);
@@ -389,7 +390,7 @@ void SensorEtherNet_UDP::updatData(const std::uint8_t* data, int len) {
   }
   if (!protocol::isDataFrame(cmd)) return;
 
-  std::uint8_t body[payloadOffset + protocol::channelBytes] = {};  // a short frame ends in zeros
+  std::uint8_t body[payloadOffset + protocol::sixValues] = {};  // a short frame ends in zeros
   std::copy_n(data, std::min(static_cast<std::size_t>(len), sizeof body), body);
   zel::SensorFrame frame;
   decodeChannels(body, frame.value);

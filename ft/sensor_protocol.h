@@ -35,8 +35,8 @@ constexpr std::uint8_t statusNormal = 0;
 constexpr std::uint8_t statusOverload = 254;
 constexpr std::uint8_t statusDataError = 255;
 
-/// Payload of a data frame: six channels of 32 bits, in thousandths.
-constexpr std::size_t channelBytes = 24;
+/// Bytes of six values of 32 bits in thousandths: the payload of a data frame, of two settings.
+constexpr std::size_t sixValues = 24;
 
 /// A datagram without framing that switches the sensor to packets.
 constexpr std::string_view binaryRequest = "<BINARY>";
@@ -76,7 +76,7 @@ inline constexpr Command commands[] = {
     ZEL_COMMAND(GET_DEVICE_INFO, 0, 400, Check::commandByte, COMM_PORT_ERROR),
     ZEL_COMMAND(ENABLE_KALMAN_FILTER, 1, 100, Check::answered),
     ZEL_COMMAND(SET_KALMAN_FILTER_PARA, 18, 100),
-    ZEL_COMMAND(TOOL_TRANSFORM, 24, 100),
+    ZEL_COMMAND(TOOL_TRANSFORM, sixValues, 100),
     ZEL_COMMAND(PROBE_SENSOR),
     ZEL_COMMAND(ACTIVE_SENSOR_2),
     ZEL_COMMAND(GET_STATE_CODE),
@@ -91,7 +91,7 @@ inline constexpr Command commands[] = {
     ZEL_COMMAND(SET_MEDIAN_FILTER_PARA, 1, 100, Check::answered),
     ZEL_COMMAND(OUTPUT_ACC_GYRO_DATA),
     ZEL_COMMAND(CLEAR_ALARM_SIGNAL, 0, 300),
-    ZEL_COMMAND(SET_ALARM_THRESHOLD_VALUE, 24, 100),
+    ZEL_COMMAND(SET_ALARM_THRESHOLD_VALUE, sixValues, 100),
     ZEL_COMMAND(ENABLE_ALARM_OUTPUT, 1, 100, Check::answered),
     ZEL_COMMAND(GET_ALARM_AXIS, 0, 200, Check::commandByte, COMM_PORT_ERROR),
     ZEL_COMMAND(SET_ALARM_NORMAL_OPEN, 1, 100, Check::answered),

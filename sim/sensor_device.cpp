@@ -31,7 +31,7 @@ Bytes packet(std::uint8_t status, std::uint8_t command, const Bytes& payload) {
 }
 
 Bytes channelBytes(const std::array<std::int32_t, 6>& channels) {
-  Bytes bytes(protocol::channelBytes);
+  Bytes bytes(protocol::sixValues);
   for (std::size_t i = 0; i < 6; ++i) protocol::writeInt32(bytes.data() + 4 * i, channels[i]);
   return bytes;
 }
