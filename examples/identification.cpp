@@ -42,7 +42,7 @@ zel::sim::Load identify(RobotLink& robot, const Pose& start, const Pose& flange_
   ldd_tool tool;
   for (const auto& turn : turns) {  // three to ten poses, clearly different orientations
     const Pose pose = turned(start, turn);
-    const Wrench reading = restAt(pose, robot);
+    Wrench reading = restAt(pose, robot);
     robot_pose_para poses = {};  // flange poses: the tool on the flange stays zero
     for (int i = 0; i < 6; ++i) {
       const double unit = i < 3 ? 0.001 : 1.0;  // m, rad
