@@ -143,9 +143,13 @@ Library::Library() {
 
 Library::Library(unsigned short sensorPort) {
   require(zel_ftc_open(false), "zel_ftc_open");
-  const int result = zel_ftc_initialFTSensor(sensorPort, "127.0.0.1");
-  if (result != 1) zel_ftc_close();
-  require(result, "zel_ftc_initialFTSensor");
+  if (zel_ftc_initialFTSensor(sensorPort, "127.0.0.1") == 1) return;
+  Wrench reading;
+  zel_ftc_obtainFTSensorData(reading.data());  // only a read refreshes the status
+  const std::string why = fmt::format("no sensor on 127.0.0.1:{}: {} {}", sensorPort,
+                                      static_cast<int>(zel_info_.code), zel_info_.code_info);
+  zel_ftc_close();
+  throw std::runtime_error(why);
 }
 
 Library::~Library() {
