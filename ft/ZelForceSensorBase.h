@@ -73,10 +73,10 @@ class ZEL_FTC_API ZelSensor {
   virtual bool setFTSensorAlarmThresholdValue(double* thresholds) = 0;
 
  protected:
-  ZelSensor() = default;
+  ZelSensor();
   ZelSensor(const ZelSensor&) = default;
   ZelSensor& operator=(const ZelSensor&) = default;
-  ~ZelSensor() = default;
+  ~ZelSensor();
 };
 
 #endif

@@ -1,0 +1,4 @@
+#include "ft/ZelForceSensorBase.h"
+
+ZelSensor::ZelSensor() = default;
+ZelSensor::~ZelSensor() = default;
