@@ -144,7 +144,13 @@ bool SensorEtherNet_UDP::connect() {
   // The sensor streams still, for a host that has gone without stopping it: what came first was
   // taken for the answer.
   post(COMMAND_STOP_CAPTURE, nullptr, 0);
-  sleep_for(milliseconds(50));
+  // Frames that are under way, or wait in the socket, come first. 50 ms without one end them.
+  constexpr int patience = 20;
+  for (int i = 0; i < patience; ++i) {
+    emptyQueue();
+    sleep_for(milliseconds(50));
+    if (R_FIFO.GetDataCount() == 0) break;
+  }
   setCODE(COMM_INIT);
   return getDevModelInfo(dev_info);
 }
