@@ -1,0 +1,218 @@
+// Vectors and both matrix storages against Eigen: which part of the storage each operation reads,
+// what it writes, and the size of its result. Elements are quarters, so that sums are exact.
+#include <gtest/gtest.h>
+
+#include "matrix/rmatrix.h"
+#include "matrix/rmatrix30.h"
+#include "tests/matrix/reference.h"
+
+namespace {
+
+using Eigen::MatrixXd;
+using Eigen::VectorXd;
+using reference::blockOf;
+using reference::elementsOf;
+using reference::pi;
+using reference::Random;
+using reference::sameBits;
+using reference::storageOf;
+
+template <typename V>
+concept scalable = requires(V v) {
+  2.0 * std::forward<V>(v);
+};
+static_assert(scalable<RVector&> && !scalable<RVector> && !scalable<const RVector&>,
+              "scalar * vector takes a variable only");
+template <typename M>
+constexpr bool assignsToACopy = std::is_same_v<decltype(std::declval<M&>() = M()), M>;
+static_assert(assignsToACopy<RMatrix> && assignsToACopy<RMatrix30>, "not to a reference");
+
+struct Quarters : Random {
+  double one() { return chance(0.2) ? oneOf({0.0, -0.0}) : 0.25 * (below(25) - 12); }
+  VectorXd seven() {
+    return VectorXd::NullaryExpr(7, [&] { return one(); });
+  }
+
+  /// Fills all of the storage, whatever the logical size; returns it.
+  template <typename M>
+  MatrixXd fill(M& A) {
+    for (auto& row : A.value) {
+      for (double& x : row) x = one();
+    }
+    return storageOf(A);
+  }
+};
+
+/// The matrix is this block, and zeros around it.
+template <typename M>
+testing::AssertionResult is(const M& actual, const MatrixXd& block) {
+  MatrixXd all = MatrixXd::Zero(std::size(actual.value), std::size(actual.value));
+  all.topLeftCorner(block.rows(), block.cols()) = block;
+  const auto same = sameBits(storageOf(actual), all);
+  return same ? sameBits(blockOf(actual), block) : same;
+}
+testing::AssertionResult is(const RVector& actual, const VectorXd& expected) {
+  return sameBits(elementsOf(actual), expected);
+}
+
+template <typename M>
+void checkStorage(void (*clear)(M&)) {
+  Quarters random;
+  const int all = static_cast<int>(storageOf(M(1)).rows());
+  for (int trial = 0; trial < 200; ++trial) {
+    const int rows = 1 + random.below(all), cols = 1 + random.below(all), n = 1 + random.below(all);
+    M A(rows, cols), B(n, n), assigned(all, all), cleared(rows, cols);
+    const MatrixXd b = random.fill(B), a = random.fill(A).topLeftCorner(rows, cols);
+    ASSERT_TRUE(is(A + B, a + b.topLeftCorner(rows, cols)));
+    ASSERT_TRUE(is(A - B, a - b.topLeftCorner(rows, cols)));
+    ASSERT_TRUE(is(A * B, (a * b.topLeftCorner(cols, n)).array() + 0.0));
+    ASSERT_TRUE(is(M::RTranspose(A), a.transpose()));
+    ASSERT_TRUE(is(M(A), a)) << "a copy";
+    ASSERT_TRUE(is(M(rows), MatrixXd::Identity(rows, rows)));
+    ASSERT_TRUE(is(M::RIdentity(rows), MatrixXd::Identity(rows, rows)));
+    MatrixXd expected = random.fill(assigned);
+    expected.topLeftCorner(rows, cols) = a;
+    assigned = A;
+    ASSERT_TRUE(sameBits(storageOf(assigned), expected) && sameBits(blockOf(assigned), a));
+    expected = random.fill(cleared);
+    expected.topLeftCorner(cols, rows).setZero();
+    clear(cleared);
+    ASSERT_TRUE(sameBits(storageOf(cleared), expected)) << "the transposed rectangle";
+  }
+}
+
+TEST(Matrices, LoopsRunOverTheLeftOperandAndReadTheOtherAsItStands) {
+  checkStorage(RMatrix::clearRMatrix);
+  checkStorage(RMatrix30::clearRMatrix30);
+}
+
+TEST(Matrices, EmptinessIsFlaggedByConstructors) {
+  const std::size_t none = 0;
+  const RMatrix zero(2, 3);
+  const RMatrix30 wide = RMatrix30::setSize(12, 4);
+  EXPECT_TRUE(is(wide, MatrixXd::Zero(12, 4)));
+  for (bool right : {RVector().IsAmpty, RMatrix().IsAmpty, RMatrix(none).IsAmpty, wide.IsAmpty,
+                     RMatrix(2, none).IsAmpty, RMatrix(none, 2).IsAmpty, RMatrix30().IsAmpty,
+                     RMatrix30(none).IsAmpty, RMatrix30(wide).IsAmpty, !RVector(none).IsAmpty,
+                     !RMatrix(1).IsAmpty, !zero.IsAmpty, !RMatrix(zero).IsAmpty,
+                     !(RMatrix() = zero).IsAmpty, !RMatrix30(1).IsAmpty}) {
+    EXPECT_TRUE(right);
+  }
+}
+
+TEST(Matrices, PartsAreReadAndWritten) {
+  Quarters random;
+  for (int trial = 0; trial < 300; ++trial) {
+    const int r = random.below(6), c = random.below(6), k = random.below(6);
+    const int height = 1 + random.below(6 - r), width = 1 + random.below(6 - c);
+    const int r1 = r + height - 1, c1 = c + width - 1;
+    RMatrix A(1 + random.below(6), 1 + random.below(6)), B(6, 6);
+    const MatrixXd a = random.fill(A), copied = storageOf(RMatrix(A));  // by value: a copy is read
+    MatrixXd expected = blockOf(A);
+    expected.diagonal().setZero();
+    ASSERT_TRUE(is(RMatrix::triuRMatrix(A), expected));
+    ASSERT_TRUE(is(RMatrix::subRMatrix(A, r, r1, c, c1), copied.block(r, c, height, width)));
+    ASSERT_TRUE(is(RMatrix::subRVector(A, r, r1, k, COLUMN), a.col(k).segment(r, height)));
+    ASSERT_TRUE(is(RMatrix::subRVector(A, r, r1, k, ROW), a.row(k).segment(r, height)));
+    const RVector neither = RMatrix::subRVector(A, r, r1, k, static_cast<ZelArraytype>(2));
+    ASSERT_TRUE(is(neither, VectorXd::Zero(height)));
+    ASSERT_TRUE(is(RVector::diagRVector(A), a.diagonal().head(A.iRow)));
+    ASSERT_TRUE(is(RVector::vex3(A), Eigen::Vector3d(copied(2, 1), copied(0, 2), copied(1, 0))));
+    ASSERT_EQ(RMatrix::normRMatrix(A, trial), a.topLeftCorner(A.iCol, A.iRow).norm());
+
+    VectorXd v7 = random.seven();
+    RVector v(v7.data(), 7);
+    ASSERT_TRUE(is(A * v, (blockOf(A) * v7.head(A.iCol)).array() + 0.0));
+    expected = random.fill(B);
+    expected.block(r, c, height, width) = a.topLeftCorner(height, width);
+    RMatrix::catRMatrix(B, r, r1, c, c1, A);
+    ASSERT_TRUE(sameBits(storageOf(B), expected));
+    expected.col(k).segment(r, height) = v7.head(height);
+    RMatrix::catRMatrix(B, r, r1, k, v);
+    ASSERT_TRUE(sameBits(storageOf(B), expected));
+    v.size = height;
+    expected.col(c).head(height) = v7.head(height);
+    RMatrix::replaceRMatrix(B, c, trial % 2 ? ROW : COLUMN, v);
+    ASSERT_TRUE(sameBits(storageOf(B), expected)) << "a column in any case";
+    expected.topLeftCorner(3, 3) = copied.topLeftCorner(3, 3);
+    expected.col(3).head(3) = v7.tail(3);
+    RMatrix::replaceOriOfTMatrix(B, A);
+    v = RVector(v7.data() + 4, 3);
+    RMatrix::replaceDisOfTMatrix(B, v);
+    ASSERT_TRUE(sameBits(storageOf(B), expected));
+  }
+}
+
+TEST(Matrices, FromArrays) {
+  double R[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9}, p[3] = {10, 11, 12};
+  double rows[4][4] = {{1, 2, 3, 10}, {4, 5, 6, 11}, {7, 8, 9, 12}, {0, 0, 0, 1}};
+  const Eigen::Matrix4d T = Eigen::Map<Eigen::Matrix4d>(rows[0]).transpose();
+  EXPECT_TRUE(is(RMatrix(R, p), T) && is(RMatrix(rows, 4), T));
+  EXPECT_TRUE(is(RMatrix(rows, 3), T.topLeftCorner(3, 3)));
+  EXPECT_TRUE(is(RMatrix::setSize(2), MatrixXd::Identity(2, 2)));
+}
+
+TEST(Vectors, ResultsTakeTheSizeOfTheLeftOperand) {
+  Quarters random;
+  for (int trial = 0; trial < 500; ++trial) {
+    VectorXd x7 = random.seven(), y7 = random.seven();
+    const int n = random.below(8), end = random.below(8), start = random.below(8);
+    const VectorXd x = x7.head(n), y = y7.head(n);
+    const double s = random.one();
+    RVector a(x7.data(), 7), b(y7.data(), 7);
+    a.size = n;  // the slots behind the size stay
+    b.size = 7 - n;
+    ASSERT_TRUE(is(a + b, y + x) && is(a - b, x - y) && is(-a, -x));
+    ASSERT_TRUE(is(a * s, x * s) && is(s * a, x * s));
+    ASSERT_TRUE(is(a / s, x / s) && is(s / a, s / x.array()));
+    ASSERT_TRUE(is(RVector::sqrtRVector(a), x.array().sqrt()));
+    ASSERT_TRUE(is(RVector::catRVector(a, b), (VectorXd(7) << x, y7.head(7 - n)).finished()));
+    ASSERT_EQ(RVector::dotRVector(a, b), x.dot(y));
+    ASSERT_EQ(RVector::norm(a), x.norm());
+    VectorXd slice = VectorXd::Zero(end);
+    for (int i = start; i < end; ++i) slice[i - start] = i > n ? x7[i - n] : x7[i];
+    ASSERT_TRUE(is(RVector::slice(a, start, end), slice)) << "as long as its end";
+    ASSERT_TRUE(is(RVector::cross3(a, b), reference::cross(x7.head(3), y7.head(3))));
+    const Eigen::Matrix3d skew{{0, -x7[2], x7[1]}, {x7[2], 0, -x7[0]}, {-x7[1], x7[0], 0}};
+    ASSERT_TRUE(is(RVector::Skew(a), skew));
+  }
+  EXPECT_TRUE(is(RVector::setSize(7), VectorXd::Zero(7)));
+  EXPECT_EQ(_sqrt(4.0), 0.0) << "inverted";
+  EXPECT_TRUE(std::isnan(_sqrt(-1.0)) && sameBits(_sqrt(-0.0), -0.0));
+}
+
+TEST(ProcessAngle, GivesTheBitsOfSubtractingTurnByTurn) {
+  const auto processed = [](double x) {
+    RVector v(2);
+    v.value[0] = v.value[1] = v.value[2] = x;
+    RVector::processAngle(v);
+    EXPECT_TRUE(sameBits(v.value[0], v.value[1]) && sameBits(v.value[2], x)) << "both, not a third";
+    return v.value[0];
+  };
+  const auto check = [&](double x) {
+    double expected = x;
+    while (expected >= pi) expected -= 6.283185307179586;
+    while (expected < -pi) expected += 6.283185307179586;
+    ASSERT_TRUE(sameBits(processed(x), expected)) << std::hexfloat << x;
+  };
+  Random random;
+  for (int i = 0; i < 4000; ++i) check(random.oneOf({1, -1}) * std::exp2(random.uniform(-2, 20)));
+  // Around powers of two, where the grid of the last place changes; some rounded turns above one,
+  // where the last turn may round on the finer grid below it; around half turns.
+  for (int exponent = 1; exponent <= 21; ++exponent) {
+    const double power = std::ldexp(1.0, exponent), turn = 1.5 * power - (1.5 * power - 2 * pi);
+    for (double x : {power, power + 3 * turn, power + 20 * turn, power + pi, exponent * pi}) {
+      for (double near : {x, -x, std::nextafter(x, 0), std::nextafter(-x, -1e9)}) check(near);
+    }
+  }
+  check(1.5e8 + 1.0 / 3.0);
+  for (double large : {1e12, -1e12, std::ldexp(1.0, 53), 3e16, -3e16}) {
+    EXPECT_TRUE(-pi <= processed(large) && processed(large) < pi) << large;
+  }
+  // Where a turn is below half a unit of the last place, the value stays as it is.
+  for (double x : {1e17, -1e300, reference::infinity, -reference::infinity, reference::nan, -0.0}) {
+    EXPECT_TRUE(sameBits(processed(x), x)) << x;
+  }
+}
+
+}  // namespace
