@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <tuple>
 
 #include "robot/ZelFTCTool.h"
@@ -14,65 +13,62 @@ namespace {
 
 using namespace reference;
 
+static_assert(sizeof(ZelInfoCode) == 4 && sizeof(zel_ft_info) == 4 + 4 + 256 &&
+              sizeof(zel_error) == 3 * 4 + 256 && sizeof(zel_ftc_error) == 3 * 4);
+
 Vec<6> arrays[6];
-
-/// One flat function, called with `arrays` of which one may be missing, and with `number` for
-/// everything else.
-struct Function {
-  const char* name;
-  int arrayCount;
-  std::function<int(int missing, int number)> call;
-};
-
-template <typename A>
-constexpr bool isArray = std::is_same_v<A, double*> || std::is_same_v<A, zel_ftc_error*>;
 
 template <typename A>
 A argument(int& next, int missing, int number) {
-  if constexpr (isArray<A>) {
+  if constexpr (std::is_pointer_v<A>) {
     void* const array = arrays[next].data();
     return next++ == missing ? nullptr : static_cast<A>(array);
-  } else if constexpr (std::is_pointer_v<A>) {
-    return nullptr;
   } else {
     return static_cast<A>(number);
   }
 }
 
+/// Calls a flat function with `arrays`, of which one may be missing, and with `number` for
+/// everything else.
 template <typename... A>
-Function entry(int (*function)(A...)) {
+int call(int (*function)(A...), [[maybe_unused]] int missing, [[maybe_unused]] int number) {
+  [[maybe_unused]] int next = 0;
+  return std::apply(function, std::tuple<A...>{argument<A>(next, missing, number)...});
+}
+
+template <typename... A>
+int arraysOf(int (*)(A...)) {
+  return (0 + ... + std::is_pointer_v<A>);
+}
+
+const char* nameOf(auto function) {
   Dl_info symbol = {};
   dladdr(reinterpret_cast<void*>(function), &symbol);
-  const auto call = [=]([[maybe_unused]] int missing, [[maybe_unused]] int number) {
-    [[maybe_unused]] int next = 0;
-    return std::apply(function, std::tuple<A...>{argument<A>(next, missing, number)...});
-  };
-  return {symbol.dli_sname, (0 + ... + isArray<A>), call};
+  return symbol.dli_sname;
 }
 
-template <typename... F>
-std::vector<Function> entries(F... functions) {
-  return {entry(functions)...};
+void everyFunction(auto visit) {
+  const auto visitAll = [&](auto... functions) { (visit(functions), ...); };
+  visitAll(zel_ftc_obtainFTSensorData, zel_ftc_getFTSensorRange, zel_ftc_zeroFTSensor,
+           zel_ftc_lowPassFilterFTSensor, zel_ftc_medianFilterDepthFTSensor, zel_ftc_setTimeStep,
+           zel_ftc_getTimeStep, zel_ftc_setSensorConfig, zel_ftc_setLoadData, zel_ftc_getLoadData,
+           zel_ftc_setCorrectionLimit, zel_ftc_setMonitoringFunctions,
+           zel_ftc_setCorrectionMonitoring, zel_ftc_setSensorNoiseThreshold,
+           zel_ftc_configApproachMode, zel_ftc_configAssemblyMode, zel_ftc_configTrackingMotionMode,
+           zel_ftc_recordCalibrationLoadData, zel_ftc_initCalibrationLoadData,
+           zel_ftc_gravityCalibration, zel_ftc_sensorReset, zel_ftc_getSensorData,
+           zel_ftc_getRCS_FT_Data, zel_ftc_get_GraData, zel_ftc_runApproach, zel_ftc_runAssembly,
+           zel_ftc_runTrackingMotionL, zel_ftc_runTrackingMotionC, zel_ftc_clear, zel_ftc_stop,
+           zel_ftc_Release, zel_ftc_uninitialFTSensor, zel_set_minValue, zel_set_minValue_every);
 }
-const std::vector<Function> functions = entries(
-    zel_ftc_initialFTSensor, zel_ftc_obtainFTSensorData, zel_ftc_getFTSensorRange,
-    zel_ftc_zeroFTSensor, zel_ftc_lowPassFilterFTSensor, zel_ftc_medianFilterDepthFTSensor,
-    zel_ftc_setTimeStep, zel_ftc_getTimeStep, zel_ftc_setSensorConfig, zel_ftc_setLoadData,
-    zel_ftc_getLoadData, zel_ftc_setCorrectionLimit, zel_ftc_setMonitoringFunctions,
-    zel_ftc_setCorrectionMonitoring, zel_ftc_setSensorNoiseThreshold, zel_ftc_configApproachMode,
-    zel_ftc_configAssemblyMode, zel_ftc_configTrackingMotionMode, zel_ftc_recordCalibrationLoadData,
-    zel_ftc_initCalibrationLoadData, zel_ftc_gravityCalibration, zel_ftc_sensorReset,
-    zel_ftc_getSensorData, zel_ftc_getRCS_FT_Data, zel_ftc_get_GraData, zel_ftc_runApproach,
-    zel_ftc_runAssembly, zel_ftc_runTrackingMotionL, zel_ftc_runTrackingMotionC, zel_ftc_clear,
-    zel_ftc_stop, zel_ftc_Release, zel_ftc_uninitialFTSensor, zel_set_minValue,
-    zel_set_minValue_every);
 
 void expectClosed() {
-  for (const Function& f : functions) {
-    EXPECT_EQ(f.call(-1, 1), -1) << f.name;
-    EXPECT_EQ(f.call(0, 99), -1) << f.name << ", before it looks at its arguments";
-  }
+  everyFunction([](auto f) {
+    EXPECT_EQ(call(f, -1, 1), -1) << nameOf(f);
+    EXPECT_EQ(call(f, 0, 99), -1) << nameOf(f) << ", before it looks at its arguments";
+  });
   EXPECT_EQ(zel_ftc_issetok(true) + zel_ftc_issetok(false), -2);
+  EXPECT_EQ(zel_ftc_initialFTSensor(1, nullptr), -1);
 }
 
 TEST(OpenAndClose, HalfAnOpenLibraryIsAClosedOne) {
@@ -105,12 +101,12 @@ struct OpenLibrary : testing::Test {
 TEST_F(OpenLibrary, MissingArrayIsAFailureWithNothingTouched) {
   for (Vec<6>& array : arrays) array.setConstant(0.125);
   zel_info_.IPOC = -4711;
-  for (const Function& f : functions) {
-    for (int missing = 0; missing < f.arrayCount; ++missing) {
-      EXPECT_EQ(f.call(missing, 1), 0) << f.name << " without array " << missing;
+  everyFunction([](auto f) {
+    for (int missing = 0; missing < arraysOf(f); ++missing) {
+      EXPECT_EQ(call(f, missing, 1), 0) << nameOf(f) << " without array " << missing;
     }
-    for (const Vec<6>& array : arrays) EXPECT_TRUE((array.array() == 0.125).all()) << f.name;
-  }
+    for (const Vec<6>& array : arrays) EXPECT_TRUE((array.array() == 0.125).all()) << nameOf(f);
+  });
   EXPECT_EQ(zel_info_.IPOC, -4711) << "the sensor has been read";
 }
 

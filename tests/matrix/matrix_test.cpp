@@ -8,21 +8,16 @@
 
 namespace {
 
+using namespace reference;
 using Eigen::MatrixXd;
 using Eigen::VectorXd;
-using reference::blockOf;
-using reference::elementsOf;
-using reference::pi;
-using reference::Random;
-using reference::sameBits;
-using reference::storageOf;
+using reference::nan;
 
 template <typename V>
 concept scalable = requires(V v) {
   2.0 * std::forward<V>(v);
 };
-static_assert(scalable<RVector&> && !scalable<RVector> && !scalable<const RVector&>,
-              "scalar * vector takes a variable only");
+static_assert(scalable<RVector&> && !scalable<RVector>, "scalar * vector takes a variable only");
 template <typename M>
 constexpr bool assignsToACopy = std::is_same_v<decltype(std::declval<M&>() = M()), M>;
 static_assert(assignsToACopy<RMatrix> && assignsToACopy<RMatrix30>, "not to a reference");
@@ -36,22 +31,19 @@ struct Quarters : Random {
   /// Fills all of the storage, whatever the logical size; returns it.
   template <typename M>
   MatrixXd fill(M& A) {
-    for (auto& row : A.value) {
-      for (double& x : row) x = one();
-    }
+    std::generate_n(A.value[0], sizeof A.value / sizeof(double), [&] { return one(); });
     return storageOf(A);
   }
 };
 
 /// The matrix is this block, and zeros around it.
 template <typename M>
-testing::AssertionResult is(const M& actual, const MatrixXd& block) {
+bool is(const M& actual, const MatrixXd& block) {
   MatrixXd all = MatrixXd::Zero(std::size(actual.value), std::size(actual.value));
   all.topLeftCorner(block.rows(), block.cols()) = block;
-  const auto same = sameBits(storageOf(actual), all);
-  return same ? sameBits(blockOf(actual), block) : same;
+  return sameBits(storageOf(actual), all) && sameBits(blockOf(actual), block);
 }
-testing::AssertionResult is(const RVector& actual, const VectorXd& expected) {
+bool is(const RVector& actual, const VectorXd& expected) {
   return sameBits(elementsOf(actual), expected);
 }
 
@@ -189,30 +181,153 @@ TEST(ProcessAngle, GivesTheBitsOfSubtractingTurnByTurn) {
     EXPECT_TRUE(sameBits(v.value[0], v.value[1]) && sameBits(v.value[2], x)) << "both, not a third";
     return v.value[0];
   };
-  const auto check = [&](double x) {
-    double expected = x;
-    while (expected >= pi) expected -= 6.283185307179586;
-    while (expected < -pi) expected += 6.283185307179586;
-    ASSERT_TRUE(sameBits(processed(x), expected)) << std::hexfloat << x;
-  };
-  Random random;
-  for (int i = 0; i < 4000; ++i) check(random.oneOf({1, -1}) * std::exp2(random.uniform(-2, 20)));
   // Around powers of two, where the grid of the last place changes; some rounded turns above one,
-  // where the last turn may round on the finer grid below it; around half turns.
+  // where the last turn may round on the finer grid below it; around half turns; anywhere.
+  Random random;
   for (int exponent = 1; exponent <= 21; ++exponent) {
     const double power = std::ldexp(1.0, exponent), turn = 1.5 * power - (1.5 * power - 2 * pi);
-    for (double x : {power, power + 3 * turn, power + 20 * turn, power + pi, exponent * pi}) {
-      for (double near : {x, -x, std::nextafter(x, 0), std::nextafter(-x, -1e9)}) check(near);
+    for (double x : {power, power + 3 * turn, power + 20 * turn, power + pi, exponent * pi,
+                     random.uniform(0.1, 1) * power, random.uniform(0.5, 1) * power}) {
+      for (double near : {x, -x, std::nextafter(x, 0), std::nextafter(-x, -1e9)}) {
+        double expected = near;
+        while (expected >= pi) expected -= 6.283185307179586;
+        while (expected < -pi) expected += 6.283185307179586;
+        ASSERT_TRUE(sameBits(processed(near), expected)) << std::hexfloat << near;
+      }
     }
   }
-  check(1.5e8 + 1.0 / 3.0);
   for (double large : {1e12, -1e12, std::ldexp(1.0, 53), 3e16, -3e16}) {
     EXPECT_TRUE(-pi <= processed(large) && processed(large) < pi) << large;
   }
   // Where a turn is below half a unit of the last place, the value stays as it is.
-  for (double x : {1e17, -1e300, reference::infinity, -reference::infinity, reference::nan, -0.0}) {
+  for (double x : {1e17, -1e300, infinity, -infinity, nan, -0.0}) {
     EXPECT_TRUE(sameBits(processed(x), x)) << x;
   }
+}
+
+// ---- inversion and decompositions, judged by their products ----
+
+constexpr double epsilon = std::numeric_limits<double>::epsilon();
+
+MatrixXd filled(int rows, int columns, double x) {
+  return MatrixXd::Constant(rows, columns, x);
+}
+MatrixXd randomMatrix(Random& random, int rows, int columns) {
+  return MatrixXd::NullaryExpr(rows, columns, [&] { return random.uniform(-2, 2); });
+}
+
+template <typename M>
+M matrixOf(const MatrixXd& block) {
+  M A(block.rows(), block.cols());
+  for (int i = 0; i < block.rows(); ++i) {
+    for (int j = 0; j < block.cols(); ++j) A.value[i][j] = block(i, j);
+  }
+  return A;
+}
+
+/// The inverse; empty when it is refused, which leaves the output as it was.
+template <typename M>
+MatrixXd inverted(bool (*invert)(M, M&), const MatrixXd& a) {
+  M Mc = matrixOf<M>(filled(a.rows(), a.rows(), 77));
+  if (invert(matrixOf<M>(a), Mc)) return blockOf(Mc);
+  EXPECT_EQ(blockOf(Mc), filled(a.rows(), a.rows(), 77));
+  return {};
+}
+
+// Diagonally dominant: the condition number stays below about 10, each element is the sum of n
+// products: 100 n epsilon.
+TEST(Inverse, TimesTheMatrixIsTheIdentity) {
+  Random random;
+  for (int n = 1; n <= 30; ++n) {
+    MatrixXd a = randomMatrix(random, n, n);
+    a.diagonal() += 2 * n * a.diagonal().cwiseSign();
+    const MatrixXd sweep = inverted(RMatrix30::RMatrix30Inv2, a);
+    const MatrixXd pivoting = inverted(RMatrix30::RMatrix30Inv, a);
+    ASSERT_TRUE((a * sweep).isIdentity(100 * n * epsilon));
+    ASSERT_EQ(pivoting.rows(), n <= 6 ? n : 0) << "not beyond 6 x 6";
+    if (n > 6) continue;
+    ASSERT_TRUE((a * pivoting).isIdentity(100 * n * epsilon));
+    ASSERT_EQ(inverted(RMatrix::RMatrixInv2, a), sweep) << "both storages, to the last bit";
+    ASSERT_EQ(inverted(RMatrix::RMatrixInv, a), pivoting);
+  }
+}
+
+TEST(Inverse, PivotsAreTheLargestAndNeverZero) {
+  const MatrixXd exchange{{0, 1}, {1, 0}}, tie{{3, 3}, {-3, 1}};
+  EXPECT_EQ(inverted(RMatrix::RMatrixInv, exchange), exchange);
+  EXPECT_FALSE(inverted(RMatrix::RMatrixInv2, exchange).allFinite()) << "no singularity test";
+  // Ties keep row 0. Row 0 / 3 -> (1, 1 | 1/3, 0); row 1 + 3 row 0 -> (0, 4 | 3 (1/3), 1), / 4;
+  // row 0 - row 1. With row 1 it would divide by -3 and round.
+  const double third = 1.0 / 3.0, quarter = 3.0 * third / 4.0;
+  const MatrixXd expected{{third - quarter, -0.25}, {quarter, 0.25}};
+  EXPECT_EQ(inverted(RMatrix::RMatrixInv, tie), expected);
+  // Not square; zero at once and later on; not-a-number is never a pivot.
+  for (const MatrixXd& a : {filled(2, 3, 1), filled(2, 2, 0), filled(3, 3, 1), filled(3, 3, nan)}) {
+    EXPECT_EQ(inverted(RMatrix::RMatrixInv, a).size(), 0);
+    EXPECT_EQ(inverted(RMatrix30::RMatrix30Inv, a).size(), 0);
+    EXPECT_EQ(inverted(RMatrix::RMatrixInv2, a).rows(), a.rows() == a.cols() ? a.rows() : 0);
+  }
+  RMatrix larger(4, 4);
+  EXPECT_TRUE(RMatrix::RMatrixInv(RMatrix(2), larger) && larger.iRow == 4) << "the caller's size";
+}
+
+// Householder reflections are backward stable: a small multiple of n epsilon |A|.
+TEST(Qr, ReconstructsWithOrthogonalAndTriangularFactors) {
+  Random random;
+  for (int trial = 0; trial < 400; ++trial) {
+    const int m = 1 + trial % 6, n = 1 + random.below(m);
+    const MatrixXd a = randomMatrix(random, m, n);
+    RMatrix Q(m, m), R(m, n);
+    ASSERT_TRUE(RMatrix::qrFullRMatrix(matrixOf<RMatrix>(a), Q, R));
+    const MatrixXd q = blockOf(Q), r = blockOf(R);
+    ASSERT_TRUE((q * r).isApprox(a, 20 * m * epsilon) && r.isUpperTriangular(0));
+    ASSERT_TRUE((q.transpose() * q).isIdentity(20 * m * epsilon));
+    ASSERT_TRUE(m == 1 || a(0, 0) * r(0, 0) < 0) << "opposite sign of the leading element";
+  }
+}
+
+TEST(Qr, RefusesColumnsThatVanish) {
+  RMatrix Q = matrixOf<RMatrix>(filled(3, 3, 77)), R = Q;
+  const MatrixXd first{{0, 0, 0}, {0, 1, 0}, {0, 0, 1}}, second{{1, 0, 0}, {0, 0, 0}, {0, 0, 1}};
+  for (const MatrixXd& a : {filled(2, 3, 1), first, second, filled(3, 2, 1e-17)}) {
+    EXPECT_FALSE(RMatrix::qrFullRMatrix(matrixOf<RMatrix>(a), Q, R));
+    EXPECT_TRUE(blockOf(Q) == filled(3, 3, 77) && blockOf(R) == filled(3, 3, 77));
+  }
+  EXPECT_TRUE(RMatrix::qrFullRMatrix(matrixOf<RMatrix>(filled(3, 3, nan)), Q, R));
+  EXPECT_TRUE(std::isnan(Q.value[0][0]));
+}
+
+TEST(Svd, FindsTheSingularValuesOfAProduct) {
+  Random random;
+  RMatrix U, S, V;
+  for (int trial = 0; trial < 50; ++trial) {
+    const int n = 2 + trial % 5;
+    const MatrixXd left = randomMatrix(random, n, n).householderQr().householderQ();
+    const MatrixXd right = randomMatrix(random, n, n).householderQr().householderQ();
+    // Well apart, so that the sweeps converge before their limit.
+    const Eigen::VectorXd values = Vec<6>{32, 16, 8, 4, 2, 1}.head(n);
+    const MatrixXd a = left * values.asDiagonal() * right;
+    RMatrix::svdSim(matrixOf<RMatrix>(a), U, S, V);
+    const MatrixXd u = blockOf(U), s = blockOf(S);
+    // Each sweep multiplies rounding errors of two products into U and V.
+    ASSERT_TRUE((u * s * blockOf(V).transpose()).isApprox(a, 1e-11));
+    ASSERT_TRUE((u.transpose() * u).isIdentity(1e-12));
+    ASSERT_TRUE(s.isDiagonal(0) && s.diagonal().isApprox(values, 1e-11));
+  }
+  RMatrix::svdSim(RMatrix(3, 3), U, S, V);
+  EXPECT_EQ(blockOf(S), filled(3, 3, 0));
+  RMatrix::svdSim(matrixOf<RMatrix>(filled(3, 2, 1)), U, S, V);
+  EXPECT_TRUE(S.iRow == 2 && S.iCol == 3);
+  RMatrix::svdSim(matrixOf<RMatrix>(filled(3, 3, nan)), U, S, V);
+  EXPECT_TRUE(std::isnan(S.value[0][0])) << "no silent zero singular values";
+}
+
+TEST(Determinant, IsThatOfTheTopLeftBlock) {
+  const MatrixXd a{{2, -1, 3, 9}, {4, 5, -6, 9}, {7, 8, 10, 9}, {9, 9, 9, 9}};
+  RMatrix A = matrixOf<RMatrix>(a);
+  EXPECT_EQ(RMatrix::detRMatrix(A), 269.0);
+  A.iRow = A.iCol = 2;
+  EXPECT_EQ(RMatrix::detRMatrix(A), 0.0) << "of a copy: zero outside of its size";
 }
 
 }  // namespace

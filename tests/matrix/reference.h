@@ -100,18 +100,12 @@ inline Vec<3> cross(const Vec<3>& a, const Vec<3>& b) {
 /// Inverse by sweeping the diagonal, without pivoting.
 inline Matrix<3, 3> sweptInverse(Matrix<3, 3> M) {
   for (int k = 0; k < 3; ++k) {
-    const double p = M(k, k) = 1.0 / M(k, k);
-    for (int j = 0; j < 3; ++j) {
-      if (j != k) M(k, j) = -p * M(k, j);
-    }
-    for (int i = 0; i < 3; ++i) {
-      if (i != k) M(i, k) = M(i, k) * p;
-    }
-    for (int i = 0; i < 3; ++i) {
-      for (int j = 0; j < 3; ++j) {
-        if (i != k && j != k) M(i, j) = M(i, j) + M(i, k) * M(k, j) / p;
-      }
-    }
+    const double p = 1.0 / M(k, k);
+    const Vec<3> row = -p * M.row(k).transpose(), column = M.col(k) * p;
+    M += column * row.transpose() / p;
+    M.row(k) = row.transpose();
+    M.col(k) = column;
+    M(k, k) = p;
   }
   return M;
 }

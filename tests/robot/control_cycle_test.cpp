@@ -15,9 +15,7 @@ TEST(ControlCycle, EqualsTheNaiveLibraryBitByBit) {
   for (; n < 4000 && difference.empty(); ++n) difference = reference::Session(n, met).play(300);
   testing::internal::GetCapturedStdout();
   ASSERT_EQ(difference, "") << "session " << n - 1;
-  // Nine results of each of four runs; six directions in four frames, of the approach in each of
-  // its four phases.
-  EXPECT_EQ(met.size(), 4 * 9 + 6 * 4 * (4 + 3u));
+  EXPECT_EQ(met.size(), 4 * 9u) << "nine results of each of four runs";
 }
 
 TEST(Clock, ElapsedTimeIsTruncatedTowardZero) {

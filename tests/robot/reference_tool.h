@@ -42,6 +42,7 @@ struct Sensor {
     if (!connected) fed.setZero(), count = 0;
     connected = true;
   }
+  void release() { connected = false; }
   bool feed(const Vec<6>& wrench) {
     if (!connected) return false;
     fed = wrench;
@@ -60,7 +61,8 @@ struct Tool {
   std::int64_t time = 0, startTime = 0;  ///< ns
 
   // settings
-  double dt = 0.008, deadForce = 0.25, deadTorque = 0.0025;
+  double dt = 0.008;
+  Vec<6> dead{0.25, 0.25, 0.25, 0.0025, 0.0025, 0.0025};
   Vec<6> maxLoad, permissible, flange_sensor, sensor_tool;
   Load load;
   Mode approach, assembly, tracking;
@@ -68,14 +70,14 @@ struct Tool {
   double minPath = 0, pathLimit = 0, angleLimit = 0;
   bool useGroup = false;
   bool hasLoad = false, hasLimit = false, hasMonitoring = false, hasCorrection = false;
-  bool hasApproach = false, hasAssembly = false, hasTracking = false;
+  const Mode* usable = nullptr;  ///< the one configured last
 
   // state
   bool inApproach = false, inAssembly = false, inTracking = false;
   int phase = 0, lastCount = 0, stalled = 0, settled = 0;
   ZelMoveType move = MOVEJ;
   Vec<6> start, now, corrected, offset, startFromNow, zero, baseWrench, wrench, jump, error;
-  Vec<6> last1, last2, last3, last4;
+  Matrix<6, 4> last;  ///< wrenches of the last cycles, newest first
   double biasX = 0, biasY = 0;
   Follower leadForce, leadGain, reserve;
   Vec<7> lineStep, nominal;
@@ -99,8 +101,8 @@ struct Tool {
 
   bool setDeadBand(double f, double m) {
     const bool forceAccepted = 0 < f && f < 100, torqueAccepted = 0 < m && m < 10;
-    if (forceAccepted) deadForce = f;
-    if (torqueAccepted) deadTorque = m;
+    if (forceAccepted) dead.head<3>().setConstant(f);
+    if (torqueAccepted) dead.tail<3>().setConstant(m);
     return forceAccepted && torqueAccepted;
   }
 
@@ -116,15 +118,14 @@ struct Tool {
     mode = given;
     mode.speed = given.speed * 0.001;
     mode.gain = given.gain * 0.001 * dt;
-    hasApproach = &mode == &approach;
-    hasAssembly = &mode == &assembly;
-    hasTracking = &mode == &tracking;
-    if (hasApproach) phase = 0;
+    usable = &mode;
+    if (usable == &approach) phase = 0;
     return true;
   }
 
   void clear() {
-    hasApproach = hasTracking = inApproach = inTracking = false;
+    inApproach = inTracking = false;
+    if (usable != &assembly) usable = nullptr;
     settled = 0;
   }
 
@@ -151,9 +152,7 @@ struct Tool {
     if (frame == WORLD || frame == BASE) wrench = baseWrench;
     if (frame == TOOL) wrench = inToolFrame(w);
     if (frame == SENSOR) wrench = w;
-    for (int i = 0; i < 6; ++i) {
-      if ((i < 3 ? deadForce : deadTorque) > std::fabs(wrench[i])) wrench[i] = 0.0;
-    }
+    wrench = (dead.array() > wrench.array().abs()).select(0.0, wrench);
   }
 
   bool setZero(const Vec<6>& pose) {
@@ -195,12 +194,10 @@ struct Tool {
   }
 
   bool settledLongEnough() {
-    bool ok = true;
-    for (int i = 0; i < 6; ++i) {
-      const double e = approach.expected[i] + wrench[i];
-      error[i] = e > 0 ? e : -e;
-      if (approach.band[i] != 0.0 && error[i] > approach.band[i]) ok = false;
-    }
+    error = approach.expected + wrench;
+    error = (error.array() > 0).select(error, -error);
+    const Vec<6>& band = approach.band;
+    const bool ok = (band.array() == 0.0 || !(error.array() > band.array())).all();
     settled = ok ? settled + 1 : 0;
     return settled >= 20;
   }
@@ -211,17 +208,16 @@ struct Tool {
   }
 
   int trippedAxes() {
-    static constexpr int weight[6] = {64, 32, 8, 4, 2, 1};
-    const Vec<6> change = (last3 - last4) + ((wrench - last1) + (last1 - last2) + (last2 - last3));
-    int code = 0;
-    for (int i = 0; i < 6; ++i) {
-      const double j = 8.0 * std::fabs(change[i]);
-      const double r = tracking.band[i], e = approach.expected[i] + wrench[i];
-      const bool trips = ((r > 0 && e > r) || (r < 0 && r > e)) && j > std::fabs(r);
-      jump[i] = trips ? j : 0.0;
-      if (trips) code += weight[i];
-    }
-    return code;
+    const Eigen::Array<double, 6, 1> r = tracking.band, e = approach.expected + wrench,
+                                     j = 8.0 *
+                                         ((last.col(2) - last.col(3)) +
+                                          ((wrench - last.col(0)) + (last.col(0) - last.col(1)) +
+                                           (last.col(1) - last.col(2))))
+                                             .array()
+                                             .abs();
+    const auto trips = ((r > 0 && e > r) || (r < 0 && r > e)) && j > r.abs();
+    jump = trips.select(j, 0.0);
+    return trips.select(Eigen::Array<int, 6, 1>{64, 32, 8, 4, 2, 1}, 0).sum();
   }
 
   // ---- controller: torques about x and z are crossed ----
@@ -272,10 +268,8 @@ struct Tool {
     } else if (inAssembly) {
       stepTowards(assembly);
     }
-    last4 = last3;
-    last3 = last2;
-    last2 = last1;
-    last1 = wrench;
+    last.rightCols<3>() = last.leftCols<3>().eval();
+    last.col(0) = wrench;
   }
 
   // ---- correction ----
@@ -387,8 +381,9 @@ struct Tool {
 
   int runContact(bool isApproach, const Vec<6>& pose) {
     bool& flag = isApproach ? inApproach : inAssembly;
+    const Mode& mode = isApproach ? approach : assembly;
     if (basicsMissing()) return ended(flag, 11002);
-    if (!(isApproach ? hasApproach : hasAssembly)) return ended(flag, 11004);
+    if (usable != &mode) return ended(flag, 11004);
     if (!inApproach) {
       startTime = time;
       start = internal(pose);
@@ -397,7 +392,7 @@ struct Tool {
     }
     inApproach = inTracking = false;
     flag = true;
-    const int code = cycle(flag, pose, approach.frame, (isApproach ? approach : assembly).frame);
+    const int code = cycle(flag, pose, approach.frame, mode.frame);
     if (code != 80000) return code;
     if (correctedTooFar()) return ended(flag, 11005);
     const double ms = static_cast<double>((time - startTime) / 1000000);
@@ -408,7 +403,7 @@ struct Tool {
   /// via is null for a line.
   int runTracking(const Vec<6>& from, const Vec<6>* via, const Vec<6>& to, const Vec<6>& pose) {
     if (basicsMissing()) return ended(inTracking, 11002);
-    if (!hasTracking) return ended(inTracking, 11001);
+    if (usable != &tracking) return ended(inTracking, 11001);
     if (!inTracking) {
       move = via == nullptr ? MOVEL : MOVEC;
       startTime = time;
