@@ -31,19 +31,19 @@ void free(void* p) {
 
 namespace {
 
-using reference::library;
+using reference::InLibrary;
 
 TEST(Open, TakesNothingWhenMemoryRunsOut) {
   for (const bool isExternal : {true, false}) {
     bool opened = false;
     for (failing = 0; !opened; ++failing) {
       taken = givenBack = 0;
-      opened = library([&] { return zel_ftc_open(isExternal); }) == 1;
+      opened = (InLibrary(), zel_ftc_open(isExternal)) == 1;
       EXPECT_EQ(zel_ftc_issetok(true), opened ? 1 : -1);
       EXPECT_TRUE(opened || taken - 1 == givenBack) << "allocation " << failing << " fails";
     }
     EXPECT_GT(failing, 2) << "tool and sensor";
-    library(zel_ftc_close);
+    (InLibrary(), zel_ftc_close());
     EXPECT_EQ(taken, givenBack) << "what opening takes, closing gives back";
   }
   failing = -1;
@@ -66,8 +66,7 @@ enum Verdict { quiet, didNotRun, usedTheHeap, madeASystemCall };
 
 /// What is found about the work, done in a child process after the preparation. The filter holds
 /// for the thread that does it alone. Standard output has no buffer: a print is a system call.
-template <typename Preparation, typename Work>
-Verdict verdictOn(Preparation prepare, Work work) {
+Verdict verdictOn(auto prepare, auto work) {
   const pid_t child = fork();
   if (child == 0) {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
@@ -113,7 +112,7 @@ TEST(ControlCycles, OnTheNetworkSensorReadFrameAfterFrameLikewise) {
     int frames = 0;
     for (long n = 0; frames < 100 && n < 1000000000; ++n) {
       const int before = zel_info_.IPOC;
-      library([&] { return zel_ftc_obtainFTSensorData(reading); });
+      (InLibrary(), zel_ftc_obtainFTSensorData(reading));
       frames += zel_info_.IPOC != before;
     }
     return frames == 100;

@@ -11,7 +11,6 @@ namespace {
 using namespace reference;
 using Eigen::MatrixXd;
 using Eigen::VectorXd;
-using reference::nan;
 
 template <typename V>
 concept scalable = requires(V v) {
@@ -23,25 +22,19 @@ constexpr bool assignsToACopy = std::is_same_v<decltype(std::declval<M&>() = M()
 static_assert(assignsToACopy<RMatrix> && assignsToACopy<RMatrix30>, "not to a reference");
 
 struct Quarters : Random {
-  double one() { return chance(0.2) ? oneOf({0.0, -0.0}) : 0.25 * (below(25) - 12); }
-  VectorXd seven() {
-    return VectorXd::NullaryExpr(7, [&] { return one(); });
+  MatrixXd matrix(int rows, int columns) {
+    return MatrixXd::NullaryExpr(rows, columns, [&] { return std::round(uniform(-4, 4)) / 4; });
   }
-
   /// Fills all of the storage, whatever the logical size; returns it.
-  template <typename M>
-  MatrixXd fill(M& A) {
-    std::generate_n(A.value[0], sizeof A.value / sizeof(double), [&] { return one(); });
-    return storageOf(A);
-  }
+  MatrixXd fill(auto& A) { return storageOf(A) = matrix(storageOf(A).rows(), storageOf(A).cols()); }
 };
 
 /// The matrix is this block, and zeros around it.
 template <typename M>
 bool is(const M& actual, const MatrixXd& block) {
-  MatrixXd all = MatrixXd::Zero(std::size(actual.value), std::size(actual.value));
-  all.topLeftCorner(block.rows(), block.cols()) = block;
-  return sameBits(storageOf(actual), all) && sameBits(blockOf(actual), block);
+  MatrixXd outside = storageOf(actual);
+  outside.topLeftCorner(block.rows(), block.cols()).setZero();
+  return sameBits(blockOf(actual), block) && outside.isZero(0);
 }
 bool is(const RVector& actual, const VectorXd& expected) {
   return sameBits(elementsOf(actual), expected);
@@ -112,7 +105,7 @@ TEST(Matrices, PartsAreReadAndWritten) {
     ASSERT_TRUE(is(RVector::vex3(A), Eigen::Vector3d(copied(2, 1), copied(0, 2), copied(1, 0))));
     ASSERT_EQ(RMatrix::normRMatrix(A, trial), a.topLeftCorner(A.iCol, A.iRow).norm());
 
-    VectorXd v7 = random.seven();
+    VectorXd v7 = random.matrix(7, 1);
     RVector v(v7.data(), 7);
     ASSERT_TRUE(is(A * v, (blockOf(A) * v7.head(A.iCol)).array() + 0.0));
     expected = random.fill(B);
@@ -147,10 +140,10 @@ TEST(Matrices, FromArrays) {
 TEST(Vectors, ResultsTakeTheSizeOfTheLeftOperand) {
   Quarters random;
   for (int trial = 0; trial < 500; ++trial) {
-    VectorXd x7 = random.seven(), y7 = random.seven();
+    VectorXd x7 = random.matrix(7, 1), y7 = random.matrix(7, 1);
     const int n = random.below(8), end = random.below(8), start = random.below(8);
     const VectorXd x = x7.head(n), y = y7.head(n);
-    const double s = random.one();
+    const double s = y7[n % 7];
     RVector a(x7.data(), 7), b(y7.data(), 7);
     a.size = n;  // the slots behind the size stay
     b.size = 7 - n;
@@ -200,7 +193,7 @@ TEST(ProcessAngle, GivesTheBitsOfSubtractingTurnByTurn) {
     EXPECT_TRUE(-pi <= processed(large) && processed(large) < pi) << large;
   }
   // Where a turn is below half a unit of the last place, the value stays as it is.
-  for (double x : {1e17, -1e300, infinity, -infinity, nan, -0.0}) {
+  for (double x : {1e17, -1e300, infinity, -infinity, notANumber, -0.0}) {
     EXPECT_TRUE(sameBits(processed(x), x)) << x;
   }
 }
@@ -219,9 +212,7 @@ MatrixXd randomMatrix(Random& random, int rows, int columns) {
 template <typename M>
 M matrixOf(const MatrixXd& block) {
   M A(block.rows(), block.cols());
-  for (int i = 0; i < block.rows(); ++i) {
-    for (int j = 0; j < block.cols(); ++j) A.value[i][j] = block(i, j);
-  }
+  storageOf(A).topLeftCorner(block.rows(), block.cols()) = block;
   return A;
 }
 
@@ -262,7 +253,8 @@ TEST(Inverse, PivotsAreTheLargestAndNeverZero) {
   const MatrixXd expected{{third - quarter, -0.25}, {quarter, 0.25}};
   EXPECT_EQ(inverted(RMatrix::RMatrixInv, tie), expected);
   // Not square; zero at once and later on; not-a-number is never a pivot.
-  for (const MatrixXd& a : {filled(2, 3, 1), filled(2, 2, 0), filled(3, 3, 1), filled(3, 3, nan)}) {
+  for (const MatrixXd& a :
+       {filled(2, 3, 1), filled(2, 2, 0), filled(3, 3, 1), filled(3, 3, notANumber)}) {
     EXPECT_EQ(inverted(RMatrix::RMatrixInv, a).size(), 0);
     EXPECT_EQ(inverted(RMatrix30::RMatrix30Inv, a).size(), 0);
     EXPECT_EQ(inverted(RMatrix::RMatrixInv2, a).rows(), a.rows() == a.cols() ? a.rows() : 0);
@@ -293,7 +285,7 @@ TEST(Qr, RefusesColumnsThatVanish) {
     EXPECT_FALSE(RMatrix::qrFullRMatrix(matrixOf<RMatrix>(a), Q, R));
     EXPECT_TRUE(blockOf(Q) == filled(3, 3, 77) && blockOf(R) == filled(3, 3, 77));
   }
-  EXPECT_TRUE(RMatrix::qrFullRMatrix(matrixOf<RMatrix>(filled(3, 3, nan)), Q, R));
+  EXPECT_TRUE(RMatrix::qrFullRMatrix(matrixOf<RMatrix>(filled(3, 3, notANumber)), Q, R));
   EXPECT_TRUE(std::isnan(Q.value[0][0]));
 }
 
@@ -318,7 +310,7 @@ TEST(Svd, FindsTheSingularValuesOfAProduct) {
   EXPECT_EQ(blockOf(S), filled(3, 3, 0));
   RMatrix::svdSim(matrixOf<RMatrix>(filled(3, 2, 1)), U, S, V);
   EXPECT_TRUE(S.iRow == 2 && S.iCol == 3);
-  RMatrix::svdSim(matrixOf<RMatrix>(filled(3, 3, nan)), U, S, V);
+  RMatrix::svdSim(matrixOf<RMatrix>(filled(3, 3, notANumber)), U, S, V);
   EXPECT_TRUE(std::isnan(S.value[0][0])) << "no silent zero singular values";
 }
 

@@ -18,7 +18,7 @@ namespace reference {
 
 constexpr double pi = 3.141592653589793;
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 template <int N>
 using Vec = Eigen::Matrix<double, N, 1>;
@@ -31,25 +31,20 @@ inline bool sameBits(double a, double b) {
   return (std::isnan(a) && std::isnan(b)) ||
          std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
-inline testing::AssertionResult sameBits(const Eigen::MatrixXd& a, const Eigen::MatrixXd& b) {
-  const bool same = a.rows() == b.rows() && a.cols() == b.cols() &&
-                    a.binaryExpr(b, [](double x, double y) { return sameBits(x, y); }).all();
-  if (same) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << '\n' << a << "\ninstead of\n" << b;
+inline bool sameBits(const Eigen::MatrixXd& a, const Eigen::MatrixXd& b) {
+  return a.rows() == b.rows() && a.cols() == b.cols() &&
+         a.binaryExpr(b, [](double x, double y) { return sameBits(x, y); }).all();
 }
 
 /// The elements of a vector; the whole storage of a matrix, whatever its size; its logical block.
 inline Eigen::VectorXd elementsOf(const RVector& v) {
   return Eigen::Map<const Eigen::VectorXd>(v.value, static_cast<Eigen::Index>(v.size));
 }
-template <typename M>
-Eigen::MatrixXd storageOf(const M& A) {
+auto storageOf(const auto& A) {
   constexpr int n = std::extent_v<decltype(A.value)>;
-  return Eigen::Map<const Eigen::Matrix<double, n, n, Eigen::RowMajor>>(A.value[0]);
+  return Eigen::Map<Eigen::Matrix<double, n, n, Eigen::RowMajor>>(const_cast<double*>(A.value[0]));
 }
-
-template <typename M>
-Eigen::MatrixXd blockOf(const M& A) {
+Eigen::MatrixXd blockOf(const auto& A) {
   return storageOf(A).topLeftCorner(A.iRow, A.iCol);
 }
 
@@ -57,8 +52,7 @@ Eigen::MatrixXd blockOf(const M& A) {
 class Random {
  public:
   explicit Random(unsigned family = 0)
-      : engine_(20240607u + family +
-                1000003u * static_cast<unsigned>(GTEST_FLAG_GET(random_seed))) {}
+      : engine_(20240607u + family + 1000003u * GTEST_FLAG_GET(random_seed)) {}
 
   double uniform(double low, double high) {
     return std::uniform_real_distribution<double>(low, high)(engine_);
@@ -79,14 +73,12 @@ class Random {
 
 // ---- sums start at 0.0 and run in index order ----
 
-template <typename A, typename B>
-double dot(const A& a, const B& b) {
+double dot(const auto& a, const auto& b) {
   double sum = 0.0;
   for (int i = 0; i < a.size(); ++i) sum += a[i] * b[i];
   return sum;
 }
-template <typename A>
-double length(const A& a) {
+double length(const auto& a) {
   return std::sqrt(dot(a, a));
 }
 template <int R, int K, int C>
@@ -121,9 +113,6 @@ inline Matrix4 transformOf(const Matrix<3, 3>& R, const Vec<3>& p) {
 inline Matrix<3, 3> rotationOf(const Matrix4& T) {
   return T.topLeftCorner<3, 3>();
 }
-inline Vec<3> originOf(const Matrix4& T) {
-  return T.topRightCorner<3, 1>();
-}
 
 /// Pose x, y, z, angles about Z, Y, X.
 inline Matrix4 transformOf(const Vec<6>& pose) {
@@ -139,7 +128,8 @@ inline Matrix4 rotationOnly(const Vec<6>& pose) {
 
 inline Matrix4 inverse(const Matrix4& T) {
   const Matrix<3, 3> Rt = rotationOf(T).transpose();
-  return transformOf(Rt, -times(Rt, originOf(T)));
+  const Vec<3> p = T.topRightCorner<3, 1>();
+  return transformOf(Rt, -times(Rt, p));
 }
 
 inline Vec<6> poseOf(const Matrix4& T) {

@@ -9,13 +9,12 @@
 namespace {
 
 using namespace reference;
-using reference::nan;
 
 /// A pose of ordinary, zero, signed-zero, quarter-turn and other special components.
 Vec<6> randomPose(Random& random) {
   const double ordinary = random.oneOf({0, 0.5, 0.9});  // at times of special components alone
   return Vec<6>::NullaryExpr([&] {
-    if (random.chance(0.03)) return random.oneOf({nan, infinity, -infinity, 1e5, 1e-12});
+    if (random.chance(0.03)) return random.oneOf({notANumber, infinity, -infinity, 1e5, 1e-12});
     return random.chance(ordinary) ? random.uniform(-4, 4)
                                    : random.oneOf({0.0, -0.0, 1, -1, pi / 2, -pi / 2, pi, -pi});
   });
@@ -60,7 +59,7 @@ TEST(Transforms, MatchOnMatricesOfOnesAndZeros) {
   for (int n = 0; n < 20000; ++n) {
     RMatrix R(3, 3);
     for (int i = 0; i < 9; ++i) {
-      const double rare = random.chance(0.1) ? nan : 0;
+      const double rare = random.chance(0.1) ? notANumber : 0;
       R.value[i / 3][i % 3] = random.oneOf({0, 0, 0, 1, 1, -1, -1, 1e-16, -0.99e-16, rare});
     }
     const Matrix4 T = transformOf(blockOf(R), {0, 0, 0});
@@ -76,15 +75,13 @@ TEST(Transforms, WorkedCases) {
   Vec<6> p1{0, 0, 0, pi / 2, 0, 0}, p2{1, 0, 0, pi / 2, 0, 0}, offset;
   zel_pose2offset(offset.data(), p1.data(), p2.data());
   EXPECT_TRUE(offset.isApprox(Vec<6>{0, -1, 0, 0, 0, 0}));
-  // A quarter turn about each axis: the last angle turns about x, the first component behind w.
-  for (int axis = 0; axis < 3; ++axis) {
-    Vec<6> pose{1, 2, 3, 0, 0, 0};
-    Vec<7> q, expected{1, 2, 3, std::sqrt(0.5), 0, 0, 0};
-    pose[5 - axis] = pi / 2;
-    expected[4 + axis] = std::sqrt(0.5);
-    zel_rpy2quaternion(q.data(), pose.data());
-    EXPECT_TRUE(q.isApprox(expected, 1e-7)) << q;
-  }
+  // A quarter turn about z, then one about the new x; and one about y.
+  Vec<6> zx{1, 2, 3, pi / 2, 0, pi / 2}, y{0, 0, 0, 0, pi / 2, 0};
+  Vec<7> p;
+  zel_rpy2quaternion(p.data(), zx.data());
+  EXPECT_TRUE(p.isApprox(Vec<7>{1, 2, 3, 0.5, 0.5, 0.5, 0.5}));
+  zel_rpy2quaternion(p.data(), y.data());
+  EXPECT_TRUE(p.isApprox(Vec<7>{0, 0, 0, std::sqrt(0.5), 0, std::sqrt(0.5), 0}, 1e-7));
   RVector q(7);  // roots and norm run over the size of the vector
   q.value[4] = 16.0;
   EXPECT_TRUE(RVector::Ori2Quaternion(RMatrix(3), q));

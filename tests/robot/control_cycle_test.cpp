@@ -1,8 +1,6 @@
 // The library against a second, naive one; see the head of session.h.
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include "session.h"
 
 namespace {
@@ -20,17 +18,17 @@ TEST(ControlCycle, EqualsTheNaiveLibraryBitByBit) {
 
 TEST(Clock, ElapsedTimeIsTruncatedTowardZero) {
   const zel_clock start = zel_start_timer_clock();
-  const auto elapsed = [&](std::int64_t ns, int unit) {
-    const std::int64_t now = std::exchange(stagedTime, stagedTime + ns);
-    const double result = zel_end_timer_clock(static_cast<ZEL_TimerUint>(unit), start);
-    stagedTime = now;
-    return result;
-  };
-  EXPECT_EQ(elapsed(1999999999, SEC), 1);
-  EXPECT_EQ(elapsed(-1999999999, SEC), -1);
-  EXPECT_EQ(elapsed(1900000, MILLISEC), 1);
-  EXPECT_EQ(elapsed(2999, MICROSEC), 2);
-  for (int unknown : {3, -1}) EXPECT_EQ(elapsed(5000000000, unknown), -1);
+  for (const auto& [ns, unit, expected] :
+       std::initializer_list<std::array<std::int64_t, 3>>{{1999999999, SEC, 1},
+                                                          {-1999999999, SEC, -1},
+                                                          {1900000, MILLISEC, 1},
+                                                          {2999, MICROSEC, 2},
+                                                          {5000000000, 3, -1},
+                                                          {5000000000, -1, -1}}) {
+    stagedTime += ns;
+    EXPECT_EQ(zel_end_timer_clock(static_cast<ZEL_TimerUint>(unit), start), expected);
+    stagedTime -= ns;
+  }
 }
 
 }  // namespace

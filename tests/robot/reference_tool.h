@@ -2,7 +2,7 @@
 // library's code: plain and slow, every transform multiplied out anew in every cycle. With the
 // library it shares the public enumerations, and no mathematics and no code.
 //
-// What neither a result nor a public member of the tool shows is not here.
+// What no result shows is not here.
 #ifndef ZEL_FTC_TESTS_ROBOT_REFERENCE_TOOL_H
 #define ZEL_FTC_TESTS_ROBOT_REFERENCE_TOOL_H
 
@@ -37,12 +37,6 @@ struct Sensor {
   int code = 0, count = 0;
   Vec<6> fed, raw;
 
-  void initialise() {
-    code = COMM_INIT;
-    if (!connected) fed.setZero(), count = 0;
-    connected = true;
-  }
-  void release() { connected = false; }
   bool feed(const Vec<6>& wrench) {
     if (!connected) return false;
     fed = wrench;
@@ -76,40 +70,20 @@ struct Tool {
   bool inApproach = false, inAssembly = false, inTracking = false;
   int phase = 0, lastCount = 0, stalled = 0, settled = 0;
   ZelMoveType move = MOVEJ;
-  Vec<6> start, now, corrected, offset, startFromNow, zero, baseWrench, wrench, jump, error;
+  Vec<6> start, now, corrected, offset, startFromNow, zero, baseWrench, wrench;
   Matrix<6, 4> last;  ///< wrenches of the last cycles, newest first
   double biasX = 0, biasY = 0;
-  Follower leadForce, leadGain, reserve;
-  Vec<7> lineStep, nominal;
+  Follower leadForce, leadGain;
+  Vec<7> lineStep;
   Vec<4> turnBefore, turnAfter;
   double lineSteps = 0, lineNow = 0, arcSteps = 0, arcVia = 0, arcNow = 0;
-  double radius = 0, sweep = 0, viaAngle = 0;
+  double radius = 0, sweep = 0;
   Matrix4 circle;
 
-  // ---- settings: mm and ms in, m and s kept ----
-
+  // mm and ms in, m and s kept
   static Vec<6> internal(Vec<6> pose) {
     pose.head<3>() *= 0.001;
     return pose;
-  }
-
-  bool setTimeStep(double ms) {
-    const bool accepted = ms >= 4 && ms <= 100;
-    if (accepted) dt = ms * 0.001;
-    return accepted;
-  }
-
-  bool setDeadBand(double f, double m) {
-    const bool forceAccepted = 0 < f && f < 100, torqueAccepted = 0 < m && m < 10;
-    if (forceAccepted) dead.head<3>().setConstant(f);
-    if (torqueAccepted) dead.tail<3>().setConstant(m);
-    return forceAccepted && torqueAccepted;
-  }
-
-  bool setLoad(double G, const Vec<3>& mm) {
-    hasLoad = !(mm.array() > 500).any();
-    if (hasLoad) load = {G, mm * 0.001};
-    return hasLoad;
   }
 
   bool configure(Mode& mode, const Mode& given) {
@@ -123,12 +97,6 @@ struct Tool {
     return true;
   }
 
-  void clear() {
-    inApproach = inTracking = false;
-    if (usable != &assembly) usable = nullptr;
-    settled = 0;
-  }
-
   // ---- measurement ----
 
   Vec<6> gravityNow() const {
@@ -139,7 +107,7 @@ struct Tool {
   Vec<6> inToolFrame(const Vec<6>& w) const {
     const Matrix4 T = inverse(transformOf(sensor_tool));
     const Matrix<3, 3> R = rotationOf(T);
-    const Vec<3> p = originOf(T);
+    const Vec<3> p = T.topRightCorner<3, 1>();
     const Matrix<3, 3> P{{0, -p[2], p[1]}, {p[2], 0, -p[0]}, {-p[1], p[0], 0}};
     Matrix<6, 6> X;
     X << R, Matrix<3, 3>::Zero(), times(P, R), R;
@@ -194,9 +162,8 @@ struct Tool {
   }
 
   bool settledLongEnough() {
-    error = approach.expected + wrench;
-    error = (error.array() > 0).select(error, -error);
     const Vec<6>& band = approach.band;
+    const Vec<6> error = (approach.expected + wrench).cwiseAbs();
     const bool ok = (band.array() == 0.0 || !(error.array() > band.array())).all();
     settled = ok ? settled + 1 : 0;
     return settled >= 20;
@@ -207,16 +174,13 @@ struct Tool {
     return useGroup ? (o.array().abs() > minPathGroup.array()).all() : length(o) > minPath;
   }
 
-  int trippedAxes() {
-    const Eigen::Array<double, 6, 1> r = tracking.band, e = approach.expected + wrench,
-                                     j = 8.0 *
-                                         ((last.col(2) - last.col(3)) +
-                                          ((wrench - last.col(0)) + (last.col(0) - last.col(1)) +
-                                           (last.col(1) - last.col(2))))
-                                             .array()
-                                             .abs();
+  int trippedAxes() const {
+    using Array = Eigen::Array<double, 6, 1>;
+    Matrix<6, 4> steps;
+    steps << wrench - last.col(0), last.leftCols<3>() - last.rightCols<3>();
+    const Array change = steps.col(3) + ((steps.col(0) + steps.col(1)) + steps.col(2));
+    const Array j = 8.0 * change.abs(), r = tracking.band, e = approach.expected + wrench;
     const auto trips = ((r > 0 && e > r) || (r < 0 && r > e)) && j > r.abs();
-    jump = trips.select(j, 0.0);
     return trips.select(Eigen::Array<int, 6, 1>{64, 32, 8, 4, 2, 1}, 0).sum();
   }
 
@@ -230,13 +194,11 @@ struct Tool {
 
   void stepTowards(const Mode& m) {
     offset.setZero();
-    if (m.direction > 5) return;
     const double E = m.expected[m.direction], sense = (E > 0 ? E : -E) / E;
     offset[crossed[m.direction]] = sense * m.speed * dt;
   }
 
   void leadIn(const Mode& m) {
-    if (m.direction > 5) return;
     const int k = crossed[m.direction];
     leadForce.step(m.expected[k], 200.0, dt);
     leadGain.step(m.gain[k], 200.0, dt);
@@ -286,15 +248,12 @@ struct Tool {
     const Vec<4> q = quaternionOf(transformOf(now));
     if (move == MOVEL) {
       next << now.head<3>() + lineStep.head<3>(), lineStep.tail<4>() + q;
-      nominal += lineStep;
       lineNow += 1.0;
     } else if (move == MOVEC) {
       const Vec<3> to = onCircle(arcNow * sweep / arcSteps);
       const Vec<3> from = onCircle((arcNow - 1.0) * sweep / arcSteps);
       const Vec<4> turn = arcVia > arcNow ? turnBefore : turnAfter;
       next << (to + now.head<3>()) - from, turn + q;
-      nominal.head<3>() = (to + nominal.head<3>()) - from;
-      nominal.tail<4>() += turn;
       arcNow += 1.0;
     }
     return transformOfQuaternion(next);
@@ -322,7 +281,6 @@ struct Tool {
     lineSteps = (length(lineStep.head<3>()) / tracking.speed) / dt;
     lineStep /= lineSteps;
     lineNow = 1.0;
-    reserve = {0, tracking.expected[2], 0};
   }
 
   void prepareArc(const Vec<6>& via, const Vec<6>& end) {
@@ -343,8 +301,7 @@ struct Tool {
       const double angle = std::atan2(p[1], p[0]);
       return angle < 0 ? angle + 2 * pi : angle;
     };
-    const double endAngle = angleOf(P3);
-    viaAngle = angleOf(P2);
+    const double viaAngle = angleOf(P2), endAngle = angleOf(P3);
     sweep = endAngle > viaAngle ? endAngle : -(6.283185307179586 - endAngle);
     arcVia = std::fabs(radius * viaAngle) / tracking.speed / dt;
     arcSteps = std::fabs(radius * sweep) / tracking.speed / dt;
@@ -409,7 +366,6 @@ struct Tool {
       startTime = time;
       start = internal(from);
       via == nullptr ? prepareLine(internal(to)) : prepareArc(internal(*via), internal(to));
-      nominal << start.head<3>(), quaternionOf(transformOf(start));
       lastCount = 0;
     }
     inApproach = false;
@@ -418,9 +374,9 @@ struct Tool {
     const int code = cycle(inTracking, pose, tracking.frame, tracking.frame);
     if (code != 80000) return code;
     if (const int axes = trippedAxes()) return ended(inTracking, 80002 + axes);
-    const bool atEnd =
-        (move == MOVEL && lineNow > 1.0 + lineSteps) || (move == MOVEC && arcNow > 1.0 + arcSteps);
-    return atEnd ? ended(inTracking, 80001) : 80000;
+    if (move == MOVEL && lineNow > 1.0 + lineSteps) return ended(inTracking, 80001);
+    if (move == MOVEC && arcNow > 1.0 + arcSteps) return ended(inTracking, 80001);
+    return 80000;
   }
 
   /// What a run that goes on delivers.
