@@ -1,5 +1,5 @@
-// What the flat functions do not show of the tool: its state at birth, what it prints, the lead-in
-// filter on its own, and a contact that was latched.
+// What the flat functions do not show of the tool: its state at birth, what it prints, and the
+// lead-in filter on its own.
 #include <gtest/gtest.h>
 
 #include "robot/ZelFTCTool.h"
@@ -11,6 +11,7 @@ TEST(Tool, IsBornWithNothingConfiguredAndNothingRunning) {
   EXPECT_FALSE(t.isSetApproach || t.isSetAssembly || t.isSetTrackingMotion || t.isSetSensorConfig ||
                t.isSensorRun || t.runApproachMode || t.runAssemblyMode || t.runTrackingMotionMode ||
                t.runDragMode || t.isApproachTouch || t.isAssemblyTouch || !t.isFistZeroFT);
+  EXPECT_TRUE(!t.isTouch(1, 1, false) && t.isTouch(1, 1, true)) << "a contact that was latched";
 }
 
 std::string printed(auto act) {
@@ -22,8 +23,8 @@ std::string printed(auto act) {
 TEST(Tool, PrintsInFourPlacesOnly) {
   ZelFTCTool tool;
   double gain[6] = {1, 2, 3, 4, 5, 7}, band[6] = {0.5, 0, -1, 2, 6, 3}, x = 0;
-  EXPECT_TRUE(tool.setTimeStep(10) && tool.setSensorConfig(gain, gain, gain));
-  EXPECT_TRUE(tool.isSetSensorConfig);
+  tool.setTimeStep(10);
+  EXPECT_TRUE(tool.setSensorConfig(gain, gain, gain) && tool.isSetSensorConfig);
   const auto configure = [&] {
     tool.configApproachMode(TOOL, MY, -12.5, gain, 15, 4, 0.3, band, 5000);
     tool.configAssemblyMode(BASE, FX, 6, gain, 25, 3, 0.2, band, 800, 42, 43, 44);
@@ -49,12 +50,6 @@ TEST(LeadIn, EqualityTakesTheLinearBranch) {
   f.f0 = f.v1 = f.v2 = 1;
   MBK_Fhan::clear(f);
   EXPECT_TRUE(f.f0 == 0 && f.v1 == 0 && f.v2 == 0 && f.IsAmpty);
-}
-
-TEST(Controller, LatchedContactIsAContact) {
-  ZelFTCTool tool;
-  EXPECT_FALSE(tool.isTouch(1, 1, false));
-  EXPECT_TRUE(tool.isTouch(1, 1, true));
 }
 
 }  // namespace
