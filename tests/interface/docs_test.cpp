@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <sstream>
-#include <string>
 
 #include "ft/ZelForceSensorExternal.h"
 
@@ -48,14 +47,15 @@ TEST(Snippets, StandInExamplesThatTheBuildCompiles) {
 
 TEST(CodesPage, ListsEveryCodeWithItsText) {
   const std::string page = textOf("/docs/codes.md"), header = textOf("/zel_ftc_types.h");
-#define CHECK_RUN_RESULT(name, value, text)                                                        \
-  EXPECT_THAT(page, HasSubstr(#value + std::string(value == 80002 ? " + bits `" : " `") + #name)); \
-  EXPECT_THAT(page, HasSubstr("\"" text "\""));
-  ZEL_RUN_RESULTS(CHECK_RUN_RESULT)
-  for (const char* bit :
-       {"64 | 80066", "32 | 80034", "8 | 80010", "4 | 80006", "2 | 80004", "1 | 80003"}) {
-    EXPECT_THAT(page, HasSubstr(bit));
-  }
+  const auto expectRow = [&](int value, const std::string& name, const std::string& text) {
+    const std::string code = std::to_string(value) + (value == 80002 ? " + bits" : "");
+    EXPECT_THAT(page, HasSubstr("| " + code + " `" + name + "` | \"" + text + "\" "));
+  };
+#define ZEL_EXPECT_ROW(name, value, text) expectRow(value, #name, text);
+  ZEL_RUN_RESULTS(ZEL_EXPECT_ROW)
+  const char* const bits[] = {"64 | 80066", "32 | 80034", "8 | 80010",
+                              "4 | 80006",  "2 | 80004",  "1 | 80003"};
+  for (const char* bit : bits) EXPECT_THAT(page, HasSubstr(bit));
 
   std::istringstream enumerators(header.substr(header.find("FT_N0RMAL = ")));
   int codes = 0, value = 0;
@@ -68,8 +68,7 @@ TEST(CodesPage, ListsEveryCodeWithItsText) {
     std::string text = info.code_info;
     const std::size_t own = text.find("SensorExternal");
     if (own != std::string::npos) text.replace(own, 14, "SensorEtherNet_UDP");
-    EXPECT_THAT(page, HasSubstr(std::to_string(value) + " `" + name + "`"));
-    EXPECT_THAT(page, HasSubstr("\"" + text + "\""));
+    expectRow(value, name, text);
     enumerators.ignore();  // the comma
   }
   EXPECT_EQ(codes, 23);

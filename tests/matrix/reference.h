@@ -1,185 +1,188 @@
-// What the tests of the mathematics compare with: transforms as full 4 x 4 products written out
-// naively, bitwise comparison, and reproducible random families.
+// What the tests compare with: the mathematics written out naively, with full products and nothing
+// kept, bitwise comparison, and reproducible random numbers. Eigen holds the numbers; every sum is
+// made here, for its order is part of the result.
 #ifndef ZEL_FTC_TESTS_MATRIX_REFERENCE_H
 #define ZEL_FTC_TESTS_MATRIX_REFERENCE_H
 
+#define EIGEN_INITIALIZE_MATRICES_BY_ZERO
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstddef>
-#include <cstring>
-#include <iomanip>
+#include <Eigen/Dense>
+#include <bit>
+#include <limits>
 #include <random>
+
+#include "matrix/rvector.h"
 
 namespace reference {
 
 constexpr double pi = 3.141592653589793;
-constexpr double epsilon = 2.220446049250313e-16;
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+
+template <int N>
+using Vec = Eigen::Matrix<double, N, 1>;
+template <int R, int C>
+using Matrix = Eigen::Matrix<double, R, C>;
+using Matrix4 = Matrix<4, 4>;
 
 /// Equal to the last bit; not-a-number equals not-a-number.
 inline bool sameBits(double a, double b) {
-  if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
-  return std::memcmp(&a, &b, sizeof a) == 0;
+  return (std::isnan(a) && std::isnan(b)) ||
+         std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+inline bool sameBits(const Eigen::MatrixXd& a, const Eigen::MatrixXd& b) {
+  return a.rows() == b.rows() && a.cols() == b.cols() &&
+         a.binaryExpr(b, [](double x, double y) { return sameBits(x, y); }).all();
 }
 
-/// sameBits for n elements; a failure names the first difference in a form to paste into a test.
-inline testing::AssertionResult sameBits(const double* actual, const double* expected,
-                                         std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) {
-    if (sameBits(actual[i], expected[i])) continue;
-    return testing::AssertionFailure()
-           << std::hexfloat << "element " << i << " is " << actual[i] << " (" << std::defaultfloat
-           << std::setprecision(17) << actual[i] << "), expected " << std::hexfloat << expected[i];
+/// The elements of a vector; the whole storage of a matrix, whatever its size; its logical block.
+inline Eigen::VectorXd elementsOf(const RVector& v) {
+  return Eigen::Map<const Eigen::VectorXd>(v.value, static_cast<Eigen::Index>(v.size));
+}
+auto storageOf(const auto& A) {
+  constexpr int n = std::extent_v<decltype(A.value)>;
+  return Eigen::Map<Eigen::Matrix<double, n, n, Eigen::RowMajor>>(const_cast<double*>(A.value[0]));
+}
+Eigen::MatrixXd blockOf(const auto& A) {
+  return storageOf(A).topLeftCorner(A.iRow, A.iCol);
+}
+
+/// The same numbers in every run; --gtest_random_seed=N gives others.
+class Random {
+ public:
+  explicit Random(unsigned family = 0)
+      : engine_(20240607u + family + 1000003u * GTEST_FLAG_GET(random_seed)) {}
+
+  double uniform(double low, double high) {
+    return std::uniform_real_distribution<double>(low, high)(engine_);
   }
-  return testing::AssertionSuccess();
+  bool chance(double probability) { return uniform(0, 1) < probability; }
+  int below(int n) { return static_cast<int>(engine_() % static_cast<unsigned>(n)); }
+  double oneOf(std::initializer_list<double> values) {
+    return values.begin()[below(static_cast<int>(values.size()))];
+  }
+  template <int N>
+  Vec<N> vector(double low, double high) {
+    return Vec<N>::NullaryExpr([&] { return uniform(low, high); });
+  }
+
+ private:
+  std::mt19937_64 engine_;
+};
+
+// ---- sums start at 0.0 and run in index order ----
+
+double dot(const auto& a, const auto& b) {
+  double sum = 0.0;
+  for (int i = 0; i < a.size(); ++i) sum += a[i] * b[i];
+  return sum;
 }
-
-/// The same family in every run; --gtest_random_seed=N gives another one.
-inline std::mt19937_64 randomFamily() {
-  return std::mt19937_64(20240607u + static_cast<unsigned>(GTEST_FLAG_GET(random_seed)));
+double length(const auto& a) {
+  return std::sqrt(dot(a, a));
 }
-
-inline double uniform(std::mt19937_64& random, double low, double high) {
-  return std::uniform_real_distribution<double>(low, high)(random);
-}
-
-template <int R, int C>
-using Matrix = std::array<std::array<double, C>, R>;
-using Vec3 = std::array<double, 3>;
-using Vec4 = std::array<double, 4>;
-using Vec6 = std::array<double, 6>;
-using Pose = Vec6;
-using Matrix4 = Matrix<4, 4>;
-using Vec7 = std::array<double, 7>;
-
 template <int R, int K, int C>
 Matrix<R, C> times(const Matrix<R, K>& A, const Matrix<K, C>& B) {
-  Matrix<R, C> P{};
-  for (int i = 0; i < R; ++i) {
-    for (int j = 0; j < C; ++j) {
-      for (int k = 0; k < K; ++k) P[i][j] = P[i][j] + A[i][k] * B[k][j];
-    }
-  }
-  return P;
+  return Matrix<R, C>::NullaryExpr([&](auto i, auto j) { return dot(A.row(i), B.col(j)); });
+}
+inline Vec<3> cross(const Vec<3>& a, const Vec<3>& b) {
+  return {a[1] * b[2] - a[2] * b[1], -(a[0] * b[2] - a[2] * b[0]), a[0] * b[1] - a[1] * b[0]};
 }
 
-template <int R, int C>
-Matrix<C, R> transposed(const Matrix<R, C>& A) {
-  Matrix<C, R> T{};
-  for (int i = 0; i < R; ++i) {
-    for (int j = 0; j < C; ++j) T[j][i] = A[i][j];
+/// Inverse by sweeping the diagonal, without pivoting.
+inline Matrix<3, 3> sweptInverse(Matrix<3, 3> M) {
+  for (int k = 0; k < 3; ++k) {
+    const double p = 1.0 / M(k, k);
+    const Vec<3> row = -p * M.row(k).transpose(), column = M.col(k) * p;
+    M += column * row.transpose() / p;
+    M.row(k) = row.transpose();
+    M.col(k) = column;
+    M(k, k) = p;
   }
+  return M;
+}
+
+// ---- transforms ----
+
+inline Matrix4 transformOf(const Matrix<3, 3>& R, const Vec<3>& p) {
+  Matrix4 T = Matrix4::Identity();
+  T.topLeftCorner<3, 3>() = R;
+  T.topRightCorner<3, 1>() = p;
   return T;
 }
-
-inline Matrix<4, 4> transformOf(const Matrix<3, 3>& R, const Vec3& p) {
-  Matrix<4, 4> T{};
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) T[i][j] = R[i][j];
-    T[i][3] = p[i];
-  }
-  T[3][3] = 1.0;
-  return T;
-}
-
-inline Matrix<3, 3> rotationOf(const Matrix<4, 4>& T) {
-  Matrix<3, 3> R{};
-  for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 3; ++j) R[i][j] = T[i][j];
-  }
-  return R;
-}
-
-inline Vec3 originOf(const Matrix<4, 4>& T) {
-  return {T[0][3], T[1][3], T[2][3]};
+inline Matrix<3, 3> rotationOf(const Matrix4& T) {
+  return T.topLeftCorner<3, 3>();
 }
 
 /// Pose x, y, z, angles about Z, Y, X.
-inline Matrix<4, 4> transformOf(const Vec6& pose) {
+inline Matrix4 transformOf(const Vec<6>& pose) {
   const double a = pose[3], b = pose[4], c = pose[5];
-  const Matrix<3, 3> Z = {
-      {{std::cos(a), -std::sin(a), 0}, {std::sin(a), std::cos(a), 0}, {0, 0, 1}}};
-  const Matrix<3, 3> Y = {
-      {{std::cos(b), 0, std::sin(b)}, {0, 1, 0}, {-std::sin(b), 0, std::cos(b)}}};
-  const Matrix<3, 3> X = {
-      {{1, 0, 0}, {0, std::cos(c), -std::sin(c)}, {0, std::sin(c), std::cos(c)}}};
-  return transformOf(times<3, 3, 3>(times<3, 3, 3>(Z, Y), X), {pose[0], pose[1], pose[2]});
+  const Matrix<3, 3> Z{{std::cos(a), -std::sin(a), 0}, {std::sin(a), std::cos(a), 0}, {0, 0, 1}};
+  const Matrix<3, 3> Y{{std::cos(b), 0, std::sin(b)}, {0, 1, 0}, {-std::sin(b), 0, std::cos(b)}};
+  const Matrix<3, 3> X{{1, 0, 0}, {0, std::cos(c), -std::sin(c)}, {0, std::sin(c), std::cos(c)}};
+  return transformOf(times(times(Z, Y), X), pose.head<3>());
+}
+inline Matrix4 rotationOnly(const Vec<6>& pose) {
+  return transformOf(Vec<6>{0, 0, 0, pose[3], pose[4], pose[5]});
 }
 
-inline Matrix<4, 4> rotationOnly(const Vec6& pose) {
-  return transformOf(Vec6{0, 0, 0, pose[3], pose[4], pose[5]});
+inline Matrix4 inverse(const Matrix4& T) {
+  const Matrix<3, 3> Rt = rotationOf(T).transpose();
+  const Vec<3> p = T.topRightCorner<3, 1>();
+  return transformOf(Rt, -times(Rt, p));
 }
 
-inline Matrix<4, 4> inverse(const Matrix<4, 4>& T) {
-  const Matrix<3, 3> Rt = transposed<3, 3>(rotationOf(T));
-  const Vec3 p = originOf(T);
-  const Matrix<3, 1> q = times<3, 3, 1>(Rt, {{{p[0]}, {p[1]}, {p[2]}}});
-  return transformOf(Rt, {-q[0][0], -q[1][0], -q[2][0]});
-}
-
-inline Matrix<4, 4> times(const Matrix<4, 4>& A, const Matrix<4, 4>& B) {
-  return times<4, 4, 4>(A, B);
-}
-
-inline Vec6 poseOf(const Matrix<4, 4>& T) {
-  double a, b, c;
-  if (std::fabs(T[0][0]) < 1e-16 && std::fabs(T[1][0]) < 1e-16) {
-    a = 0.0;
-    b = std::atan2(-T[2][0], T[0][0]);
-    c = std::atan2(-T[1][2], T[1][1]);
-  } else {
-    a = std::atan2(T[1][0], T[0][0]);
+inline Vec<6> poseOf(const Matrix4& T) {
+  double a = 0.0, b = std::atan2(-T(2, 0), T(0, 0)), c = std::atan2(-T(1, 2), T(1, 1));
+  if (!(std::fabs(T(0, 0)) < 1e-16 && std::fabs(T(1, 0)) < 1e-16)) {
+    a = std::atan2(T(1, 0), T(0, 0));
     const double s = std::sin(a), k = std::cos(a);
-    b = std::atan2(-T[2][0], T[0][0] * k + T[1][0] * s);
-    c = std::atan2(T[0][2] * s - T[1][2] * k, T[1][1] * k - T[0][1] * s);
+    b = std::atan2(-T(2, 0), T(0, 0) * k + T(1, 0) * s);
+    c = std::atan2(T(0, 2) * s - T(1, 2) * k, T(1, 1) * k - T(0, 1) * s);
   }
-  return {T[0][3], T[1][3], T[2][3], a, b, c};
+  return {T(0, 3), T(1, 3), T(2, 3), a, b, c};
 }
 
-/// Scalar first; the largest component positive.
-inline Vec4 quaternionOf(const Matrix<4, 4>& T) {
-  Vec4 q = {(T[0][0] + T[1][1] + T[2][2] + 1) / 4, (T[0][0] - T[1][1] - T[2][2] + 1) / 4,
-            (T[1][1] - T[0][0] - T[2][2] + 1) / 4, (-T[0][0] - T[1][1] + T[2][2] + 1) / 4};
-  for (double& x : q) x = std::sqrt(x < 0 ? 0.0 : x);
-
-  int largest = -1;
-  for (int i = 3; i >= 0; --i) {
-    if (q[i] >= q[0] && q[i] >= q[1] && q[i] >= q[2] && q[i] >= q[3]) largest = i;
-  }
-  if (largest < 0) return q;
+/// Scalar first; the largest component positive. Without a largest one (not-a-number) unsigned and
+/// not normalised.
+inline Vec<4> quaternionOf(const Matrix4& T) {
+  const double d0 = T(0, 0), d1 = T(1, 1), d2 = T(2, 2);
+  Vec<4> q{d0 + d1 + d2 + 1, d0 - d1 - d2 + 1, d1 - d0 - d2 + 1, -d0 - d1 + d2 + 1};
+  for (double& x : q) x = std::sqrt(x / 4 < 0 ? 0.0 : x / 4);
   // Sign of component j relative to the largest one, i: between the scalar and k it is the
   // antisymmetric part about axis k, between two axes the symmetric part.
-  const auto signOf = [&](int i, int j) {
-    const int low = std::min(i, j), high = std::max(i, j);
-    double u = 0.0;
-    if (low == 0 && high == 1) u = T[2][1] - T[1][2];
-    if (low == 0 && high == 2) u = T[0][2] - T[2][0];
-    if (low == 0 && high == 3) u = T[1][0] - T[0][1];
-    if (low == 1 && high == 2) u = T[1][0] + T[0][1];
-    if (low == 1 && high == 3) u = T[2][0] + T[0][2];
-    if (low == 2 && high == 3) u = T[2][1] + T[1][2];
-    return u >= 0 ? 1.0 : -1.0;
-  };
-  for (int j = 0; j < 4; ++j) {
-    if (j != largest) q[j] = q[j] * signOf(largest, j);
+  const double x = T(2, 1) - T(1, 2), y = T(0, 2) - T(2, 0), z = T(1, 0) - T(0, 1);
+  const double xy = T(1, 0) + T(0, 1), xz = T(2, 0) + T(0, 2), yz = T(2, 1) + T(1, 2);
+  const Matrix4 relative{{0, x, y, z}, {x, 0, xy, xz}, {y, xy, 0, yz}, {z, xz, yz, 0}};
+  for (int i = 0; i < 4; ++i) {
+    if (!(q.array() <= q[i]).all()) continue;
+    for (int j = 0; j < 4; ++j) q[j] *= j == i || relative(i, j) >= 0 ? 1.0 : -1.0;
+    return q / length(q);
   }
-  double squares = 0.0;
-  for (double x : q) squares = squares + x * x;
-  const double norm = std::sqrt(squares);
-  for (double& x : q) x = x / norm;
   return q;
 }
 
 /// Position and quaternion; the quaternion is taken as it is.
-inline Matrix<4, 4> transformOfQuaternion(const Vec7& p) {
+inline Matrix4 transformOfQuaternion(const Vec<7>& p) {
   const double w = p[3], x = p[4], y = p[5], z = p[6];
-  const Matrix<3, 3> R = {{{2 * (w * w + x * x) - 1, 2 * (x * y - w * z), 2 * (x * z + w * y)},
-                           {2 * (x * y + w * z), 2 * (w * w + y * y) - 1, 2 * (y * z - w * x)},
-                           {2 * (x * z - w * y), 2 * (y * z + w * x), 2 * (w * w + z * z) - 1}}};
-  return transformOf(R, {p[0], p[1], p[2]});
+  return Matrix4{{2 * (w * w + x * x) - 1, 2 * (x * y - w * z), 2 * (x * z + w * y), p[0]},
+                 {2 * (x * y + w * z), 2 * (w * w + y * y) - 1, 2 * (y * z - w * x), p[1]},
+                 {2 * (x * z - w * y), 2 * (y * z + w * x), 2 * (w * w + z * z) - 1, p[2]},
+                 {0, 0, 0, 1}};
 }
+
+struct Load {
+  double G = 0;  ///< weight
+  Vec<3> arm;    ///< centre of mass in the sensor frame
+
+  /// Gravity wrench with the sensor at this pose in the base; a sensor reads minus it.
+  Vec<6> gravityAt(const Matrix4& T_base_sensor) const {
+    const Vec<3> up = rotationOf(T_base_sensor).row(2);
+    const double x = up[2] * arm[1] - arm[2] * up[1], y = up[0] * arm[2] - arm[0] * up[2],
+                 z = up[1] * arm[0] - arm[1] * up[0];
+    return {G * up[0], G * up[1], G * up[2], x * G, y * G, z * G};
+  }
+};
 
 }  // namespace reference
 
