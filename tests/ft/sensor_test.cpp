@@ -110,6 +110,10 @@ std::ptrdiff_t entries(const std::string& list) {
 
 class SensorTest : public testing::Test {
  protected:
+  /// What a sanitizer starts with the first thread is there from then on.
+  static void SetUpTestSuite() {
+    std::thread([] {}).join();
+  }
   SensorTest() { script.queue = &sensor.R_FIFO; }
 
   void TearDown() override {
@@ -122,12 +126,12 @@ class SensorTest : public testing::Test {
 
   /// Nothing more, and nothing less, than when the test began.
   void expectNothingLeft() {
-    EXPECT_TRUE(script.steps.empty()) << "the driver has not sent all";
+    EXPECT_TRUE(script.steps.empty() && script.now.waits == 0) << "the driver has not done all";
     EXPECT_FALSE(sensor.bConnect || sensor.bSensorRun || sensor.bSampleMode);
     EXPECT_TRUE(sensor.sock_Client == -1 && !sensor.hThrd && !sensor.hThrdUnpack);
     EXPECT_EQ(entries("fd"), descriptors);
     // A thread that was joined leaves the list a moment later.
-    EXPECT_TRUE(eventually([&] { return entries("task") == threads; }));
+    EXPECT_TRUE(eventually([&] { return entries("task") <= threads; }));
   }
 
   bool start(const char* address = loopback) { return sensor.initialFTSensor(port, address); }
@@ -183,35 +187,39 @@ TEST_F(SensorTest, StartUpReadsTheIdentityAndTheFirstFrameMakesItNormal) {
 }
 
 TEST_F(SensorTest, FailedStartsLeaveNothingBehindAndTheNextOneWorks) {
-  const auto expectFailure = [&](const char* address, int code, auto repair) {
-    EXPECT_FALSE(start(address));
-    repair();
-    EXPECT_EQ(sensor.CODE, code) << address;
+  const auto expectFailed = [&](int code) {
+    EXPECT_EQ(sensor.CODE, code);
     expectNothingLeft();
     expectStarts();
     TearDown();
   };
   for (const char* address : {static_cast<const char*>(nullptr), "", "127.0.0", "127.0.0.1.1",
                               "127..0.1", "127.0.0.1 ", "-1.0.0.1"}) {
-    expectFailure(address, COMM_IP_ERROR, [] {});
+    EXPECT_FALSE(start(address)) << address;
+    expectFailed(COMM_IP_ERROR);
   }
   rlimit limit = {};
   getrlimit(RLIMIT_NOFILE, &limit);
   testing::internal::CaptureStdout();
   const rlimit none = {0, limit.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  expectFailure(loopback, COMM_INIT, [&] {
-    setrlimit(RLIMIT_NOFILE, &limit);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "1: error_code=\n");
-  });
-  zel::sim::Fd blocker = zel::sim::bindLoopback(52000);
-  expectFailure(loopback, COMM_PORT_ERROR, [&] { zel::sim::Fd(std::move(blocker)); });
+  EXPECT_FALSE(start()) << "no socket to be had";
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "1: error_code=\n");
+  expectFailed(COMM_INIT);
+  {
+    const zel::sim::Fd taken = zel::sim::bindLoopback(52000);
+    EXPECT_FALSE(start());
+  }
+  expectFailed(COMM_PORT_ERROR);
   for (const int first : {0, 1}) {
     threadsUntilFailure = first;
-    expectFailure(loopback, COMM_THREAD_OPEN_ERROR, [] { threadsUntilFailure = -1; });
+    EXPECT_FALSE(start());
+    expectFailed(COMM_THREAD_OPEN_ERROR);
   }
   script.expect({{"<BINARY>"}, {identityQuery, {}, 800}});
-  expectFailure(loopback, COMM_PORT_ERROR, [] {});
+  EXPECT_FALSE(start()) << "nobody answers";
+  expectFailed(COMM_PORT_ERROR);
   // A half-open link is not opened twice, and a start takes it down first.
   EXPECT_TRUE(open() && !open());
   EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
@@ -226,13 +234,19 @@ TEST_F(SensorTest, SettingsPauseTheStreamAndJudgeTheirAnswer) {
   expectStarts();
   for (const auto& [sent, call, codeChecked, waits, failure] : settings) {
     const Datagram good = command(Datagram(sent, 2) + "01 02 03 04 05 06");
-    Datagram damaged = good;
-    damaged[6] ^= 1;
-    for (const auto& [answer, accepted] :
-         {std::pair{damaged, false}, {"", false}, {command("63"), !codeChecked}, {good, true}}) {
+    const int bodyWaits = sent[2] == '\0' ? waits + 201 : waits + 1;
+    const auto wrong = [&](std::size_t at) { return Datagram(good).replace(at, 1, "?"); };
+    for (const auto& [answer, accepted, waited] : {std::tuple{wrong(0), false, 1},
+                                                   {wrong(1), false, 1},
+                                                   {wrong(6), false, 1},
+                                                   {"", false, waits},
+                                                   {good.substr(0, 2), false, waits},
+                                                   {good.substr(0, 15), false, bodyWaits},
+                                                   {packetAround(""), !codeChecked, 1},
+                                                   {command("63"), !codeChecked, 1},
+                                                   {good, true, 1}}) {
       sensor.setCODE(COMM_INIT);
-      script.expect(
-          {{stopCommand}, {"50 ms"}, {command(sent), {answer}, answer.empty() ? waits : 1}});
+      script.expect({{stopCommand}, {"50 ms"}, {command(sent), {answer}, waited}});
       script.expect({{startCommand}, {"50 ms"}});
       EXPECT_EQ(call(sensor), accepted) << sent;
       EXPECT_EQ(sensor.CODE, accepted ? COMM_INIT : failure) << sent;
@@ -293,16 +307,6 @@ TEST_F(SensorTest, AnswersInPiecesOfEveryLengthAndSuchAsAreNone) {
   script.expect({{zero, {longest.substr(0, 128), longest.substr(128, 122), longest.substr(250)}}});
   EXPECT_TRUE(sensor.simpleCommunication(11, ret, 100));
   EXPECT_EQ(Datagram(ret, ret + 255), body);
-
-  for (const auto& [answer, waits] : {std::pair{"F6 F6 03 00 00 0B F7 7D 6F F6", 1},
-                                      {"00 6F 03 00 00 0B F7 7D 6F F6", 1},
-                                      {"F6 6F", 200},
-                                      {"F6 6F 03 00 00 0B F7 7D 6F", 401}}) {
-    script.expect({{zero, {fromHex(answer)}, waits}});
-    EXPECT_FALSE(sensor.simpleCommunication(11, ret, 100)) << answer;
-  }
-  script.expect({{zero, {packetAround("")}}, {zero, {packetAround("xx")}}});
-  EXPECT_FALSE(sensor.zeroReset() || sensor.zeroReset()) << "no command in the answer";
 
   // Nothing is awaited without a time; without a buffer it is.
   const std::uint8_t on = 1;
@@ -425,24 +429,22 @@ TEST_F(SensorTest, ReadingsAreWholeAndAnOverloadIsNeverNormal) {
   std::thread unpacking([&] {
     for (int n = 1; n <= last; ++n) unpack(frameOf({n, n, n, n, n, n}, n % 2 ? 254 : 0));
   });
-  for (int number = 0; number < last && !HasFailure();) {
+  for (long number = 0, before = 0; number < last && !HasFailure(); before = number) {
     double v[6];
     const bool normal = sensor.getRawData(v);
-    EXPECT_GE(std::lround(v[0] * 1000), number);
-    number = static_cast<int>(std::lround(v[0] * 1000));
+    number = std::lround(v[0] * 1000);
     EXPECT_TRUE(v[1] == v[0] && v[2] == v[0] && v[3] == -v[0] && v[4] == v[3] && v[5] == v[3]);
-    EXPECT_FALSE(normal && (number % 2 == 1 || number == 0)) << number;
+    EXPECT_TRUE(number >= before && !(normal && (number % 2 == 1 || number == 0))) << number;
   }
   unpacking.join();
 }
 
 TEST_F(SensorTest, PacketsAddressesAndRanges) {
   std::uint8_t packet[262];
-  const Datagram payload(253, 'x'),
-      longest = command("13" + boost::algorithm::hex(payload.substr(1)));
+  const Datagram payload(253, 'x');
   EXPECT_EQ(sensor.crc16Cal(raw("123456789"), 9), 0x29B1);
   EXPECT_EQ(sensor.createCmdPack(19, raw(payload), 252, packet), 262);
-  EXPECT_EQ(Datagram(packet, packet + 262), longest);
+  EXPECT_TRUE(packet[2] == 255 && sensor.verifyPacket(packet));
   EXPECT_EQ(sensor.createCmdPack(19, raw(payload), 253, packet), 0);
   EXPECT_EQ(sensor.createCmdPack(19, raw(payload), -1, packet), 0);
   EXPECT_EQ(sensor.createCmdPack(19, nullptr, 1, packet), 0);
