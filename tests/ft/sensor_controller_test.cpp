@@ -6,7 +6,7 @@
 
 #include "ft/sensor_protocol.h"
 #include "sim/sensor_simulator.h"
-#include "tests/ft/scriptedsensor.h"
+#include "tests/ft/sensor_packets.h"
 #include "zel_ftc_workers.h"
 
 using namespace testing_ft;
@@ -24,7 +24,7 @@ struct SensorInAController : testing::Test {
 
   bool starts() {
     return sensor.initialFTSensor(52001, "127.0.0.1") &&
-           eventually([this] { return read(sensor).normal; });
+           eventually([this] { return Reading(sensor).normal; });
   }
   void expectRefused(ZelInfoCode code) {
     EXPECT_TRUE(!starts() && sensor.CODE == code && sensor.sock_Client == -1 && !sensor.hThrd);
@@ -121,16 +121,20 @@ TEST_F(SensorInAController, ValuesStatusAndCounterOfAReadingAreThoseOfOneFrame) 
   std::fill(std::begin(sensor.ft_range), std::end(sensor.ft_range), 1e9);
   sensor.bConnect = sensor.bSampleMode = true;
   std::thread unpack([this] {
-    for (std::uint8_t body[27] = {0, 0, 2}; sensor.IPOC < 100000; body[1] ^= 254) {
-      zel::protocol::writeInt32(body + 3, sensor.IPOC + 1);
-      sensor.updatData(body, sizeof body);
+    while (sensor.IPOC < 100000) {
+      const std::int32_t n = sensor.IPOC + 1;
+      const Datagram frame = frameOf({n, n, n, n, n, n}, n % 2 ? 0 : 254);
+      sensor.updatData(raw(frame) + 3, 27);
     }
   });
   for (int n = 0; n < 100000 && !HasFailure();) {
-    const Reading reading = read(sensor);
+    const Reading reading(sensor);
+    EXPECT_GE(reading.info.IPOC, n);
     n = reading.info.IPOC;
-    EXPECT_EQ(reading.value[0], double{static_cast<float>(n) / 1000.0F});
+    const double v = double{static_cast<float>(n) / 1000.0F};
+    EXPECT_EQ(reading.value, (Six{v, v, v, -v, -v, -v}));
     EXPECT_EQ(reading.info.code, n == 0 ? COMM_INIT : n % 2 ? FT_N0RMAL : FT_OVERLOAD_ERROR);
+    EXPECT_EQ(reading.normal, n % 2 == 1);
   }
   unpack.join();
 }

@@ -1,91 +1,118 @@
-// Packets of the network sensor as literal bytes and built from their definition, without the code
-// under test.
+// For the tests of driver and simulator: packets of the network sensor as literal bytes or built
+// from their definition, without the code under test; the driver's settings.
 #ifndef ZEL_FTC_TESTS_FT_SENSOR_PACKETS_H
 #define ZEL_FTC_TESTS_FT_SENSOR_PACKETS_H
 
-#include <algorithm>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
 #include <array>
-#include <cstdint>
-#include <iomanip>
-#include <sstream>
+#include <boost/algorithm/hex.hpp>
+#include <boost/crc.hpp>
+#include <chrono>
 #include <string>
-#include <vector>
+
+#include "ft/ZelForceSensorEtherNetUDP.h"
 
 namespace testing_ft {
 
-using Bytes = std::vector<std::uint8_t>;
+using Sensor = SensorEtherNet_UDP;
+using Six = std::array<double, 6>;
+using Datagram = std::string;
 
-/// "F6 6F" -> {0xF6, 0x6F}
-inline Bytes fromHex(const std::string& text) {
-  std::istringstream in(text);
-  Bytes bytes;
-  for (unsigned value; in >> std::hex >> value;) bytes.push_back(static_cast<std::uint8_t>(value));
-  return bytes;
+/// "F6 6F" to two bytes.
+inline Datagram fromHex(std::string text) {
+  std::erase(text, ' ');
+  return boost::algorithm::unhex(text);
 }
 
-inline std::string toHex(const Bytes& bytes) {
-  std::ostringstream out;
-  out << std::hex << std::uppercase << std::setfill('0');
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    out << (i > 0 ? " " : "") << std::setw(2) << int{bytes[i]};
-  }
-  return out.str();
+inline const std::uint8_t* raw(const Datagram& bytes) {
+  return reinterpret_cast<const std::uint8_t*>(bytes.data());
 }
 
-/// A packet around the N bytes of `body`. CRC bit by bit, from its definition.
-inline Bytes packetAround(const Bytes& body) {
-  unsigned crc = 0xFFFF;
-  for (std::uint8_t byte : body) {
-    crc ^= unsigned{byte} << 8;
-    for (int bit = 0; bit < 8; ++bit) crc = (crc << 1 ^ (crc & 0x8000 ? 0x1021 : 0)) & 0xFFFF;
-  }
-  Bytes packet(body.size() + 7);
-  packet[0] = 0xF6;
-  packet[1] = 0x6F;
-  packet[2] = static_cast<std::uint8_t>(body.size());
-  std::copy(body.begin(), body.end(), packet.begin() + 3);
-  auto end = packet.end() - 4;
-  for (unsigned byte : {crc & 0xFF, crc >> 8, 0x6FU, 0xF6U}) {
-    *end++ = static_cast<std::uint8_t>(byte);
-  }
-  return packet;
+/// A packet around the N bytes of `body`.
+inline Datagram packetAround(const Datagram& body) {
+  boost::crc_ccitt_type crc;
+  crc.process_bytes(body.data(), body.size());
+  const char sum[] = {static_cast<char>(crc.checksum()), static_cast<char>(crc.checksum() >> 8)};
+  return "\xF6\x6F" + Datagram(1, static_cast<char>(body.size())) + body + Datagram(sum, 2) +
+         "\x6F\xF6";
 }
 
-/// A command, or the reply that repeats its code.
-inline Bytes command(std::uint8_t code, const Bytes& payload = {}) {
-  Bytes body = {0, 0, code};
-  for (std::uint8_t byte : payload) body.push_back(byte);
-  return packetAround(body);
+/// A command, or the reply that repeats its code: code and payload in hexadecimal.
+inline Datagram command(const std::string& text) {
+  return packetAround(fromHex("00 00 " + text));
 }
 
-/// A data frame: six channels in thousandths, behind them `extra` bytes that mean nothing.
-inline Bytes frameOf(const std::array<std::int32_t, 6>& channels, std::uint8_t status = 0,
-                     std::uint8_t command = 2, std::size_t extra = 0) {
-  Bytes body = {0, status, command};
-  for (std::int32_t channel : channels) {
-    for (int i = 0; i < 4; ++i) {
-      body.push_back(static_cast<std::uint8_t>(static_cast<std::uint32_t>(channel) >> (8 * i)));
-    }
-  }
-  body.resize(body.size() + extra, 0x5A);
-  return packetAround(body);
+/// A data frame: six channels in thousandths.
+inline Datagram frameOf(const std::array<std::int32_t, 6>& channels, int status = 0, int code = 2) {
+  const char head[] = {0, static_cast<char>(status), static_cast<char>(code)};
+  return packetAround(Datagram(head, 3) + Datagram(reinterpret_cast<const char*>(&channels), 24));
 }
 
-/// Channel i of a data frame, as transmitted.
-inline std::int32_t channel(const Bytes& frame, std::size_t i) {
-  std::uint32_t value = 0;
-  for (std::size_t k = 0; k < 4; ++k) value |= std::uint32_t{frame.at(6 + 4 * i + k)} << (8 * k);
-  return static_cast<std::int32_t>(value);
-}
-
-inline const std::string binarySwitch = "3C 42 49 4E 41 52 59 3E";  // <BINARY>
-inline const std::string startCommand = "F6 6F 03 00 00 02 DE EC 6F F6";
-inline const std::string stopCommand = "F6 6F 03 00 00 03 FF FC 6F F6";
-inline const std::string captureCommand = "F6 6F 03 00 00 04 18 8C 6F F6";
-inline const std::string zeroCommand = "F6 6F 03 00 00 0B F7 7D 6F F6";
-inline const std::string identityQuery = "F6 6F 03 00 00 10 AD DE 6F F6";
+inline const Datagram startCommand = fromHex("F6 6F 03 00 00 02 DE EC 6F F6");
+inline const Datagram stopCommand = fromHex("F6 6F 03 00 00 03 FF FC 6F F6");
+inline const Datagram captureCommand = fromHex("F6 6F 03 00 00 04 18 8C 6F F6");
+inline const Datagram zeroCommand = fromHex("F6 6F 03 00 00 0B F7 7D 6F F6");
+inline const Datagram identityQuery = fromHex("F6 6F 03 00 00 10 AD DE 6F F6");
 /// 2024-11-30, model 2 (150, 150, 200 N; 4, 4, 4 N m), range 9, id 0x1234.
-inline const std::string identityAnswer = "F6 6F 0A 00 00 10 18 0B 1E 02 09 34 12 D0 F8 6F F6";
+inline const Datagram identityAnswer =
+    fromHex("F6 6F 0A 00 00 10 18 0B 1E 02 09 34 12 D0 F8 6F F6");
+
+struct Setting {
+  const char* sent;  ///< command and payload
+  bool (*call)(Sensor&);
+  bool codeChecked = true;  ///< an answer with another command's code is a failure
+  int waits = 400;          ///< for an answer that does not come, ms
+  ZelInfoCode failure = COMM_CMDRETURN_ERROR;
+};
+
+// Truncated toward zero; beyond 32 bits the low ones are kept.
+inline Six transform = {100.25, -200.5, 300.1259, -0.0011, 0.0009, 4294968.296};
+inline Six thresholds = {150, -150.5, 200.0019, 4, -4294968.296, 3.9999};
+inline std::uint8_t axes[6];
+
+inline const Setting settings[] = {
+    {"0B", [](Sensor& s) { return s.zeroFTSensor(); }, true, 200},
+    {"18 03", [](Sensor& s) { return s.setFTSensorLowPassFilter(3); }},
+    {"13 9A 87 01 00 CC F0 FC FF 5D 94 04 00 FF FF FF FF 00 00 00 00 E8 03 00 00",
+     [](Sensor& s) { return s.setFTSensorToolTransform(transform.data()); }},
+    {"24 F0 49 02 00 1C B4 FD FF 41 0D 03 00 A0 0F 00 00 18 FC FF FF 9F 0F 00 00",
+     [](Sensor& s) { return s.setFTSensorAlarmThresholdValue(thresholds.data()); }},
+    {"37 01", [](Sensor& s) { return s.setFTSensorIIRFilter(true); }, false},
+    {"32 01", [](Sensor& s) { return s.setFTSensorFIRFilter(true); }, false},
+    {"20 09", [](Sensor& s) { return s.setFTSensorMedianFilter(9); }, false},
+    {"31 10", [](Sensor& s) { return s.setFTSensorSmoothAverFilter(16); }},
+    {"19 C0 A8 01 4D", [](Sensor& s) { return s.setFTSensorNetIP("192.168.1.77"); }},
+    {"1A FF FF FE 00", [](Sensor& s) { return s.setFTSensorNetMask("255.255.254.0"); }},
+    {"1B 0A 00 00 02", [](Sensor& s) { return s.setFTSensorNetGateway("10.0.0.2"); }},
+    {"1C 12 C0", [](Sensor& s) { return s.setFTSensorNetPortNumber(0xC012); }},
+    {"28", [](Sensor& s) { return s.setFTSensorAlarmSignal(); }, true, 600},
+    {"25 01", [](Sensor& s) { return s.setFTSensorAlarm(true); }, false},
+    {"27 01", [](Sensor& s) { return s.setFTSensorAlarmNormalOpen(true); }, false},
+    {"26", [](Sensor& s) { return s.getFTSensorAlarmAxis(axes); }, true, 400, COMM_PORT_ERROR},
+    {"09", [](Sensor& s) { return s.saveFTSensorUserSetting(); }, true, 8000},
+    {"27 00", [](Sensor& s) { return s.setFTSensorAlarmNormalOpen(false); }, false},
+    {"23", [](Sensor& s) { return s.clearFTSensorAlarmSignal(); }, true, 600},
+};
+
+/// Waits for a condition that another thread brings about; false when it has not after 10 s.
+template <typename Condition>
+bool eventually(Condition condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition() && std::chrono::steady_clock::now() < deadline) usleep(200);
+  return condition();
+}
+
+constexpr Six untouched = {-99, -98, -97, -96, -95, -94};
+
+/// What the driver hands out now.
+struct Reading {
+  explicit Reading(Sensor& sensor) { normal = sensor.getFTSensorData(value.data(), info); }
+  Six value = untouched;
+  zel_ft_info_t info = {};
+  bool normal = false;
+};
 
 }  // namespace testing_ft
 

@@ -1,273 +1,225 @@
+// The simulated sensor: its packets on literal bytes, what it ignores; the faults; the recording
+// and the robot link that feed it.
 #include "sim/sensor_simulator.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/socket.h>
 
-#include <atomic>
 #include <cmath>
-#include <filesystem>
-#include <limits>
-#include <system_error>
+#include <fstream>
 
-#include "tests/sim/sensor_client.h"
+#include "sim/recording.h"
+#include "sim/robot_link.h"
+#include "tests/ft/sensor_packets.h"
 
-namespace zel::sim::test {
+using namespace testing_ft;
+using namespace zel::sim;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-
-/// Fx counts the samples in thousandths: the stamp of a frame is channel 0.
-WrenchSource counting(double rate) {
-  return [rate](double seconds) { return Wrench{std::round(seconds * rate) / 1000.0}; };
+Datagram textOf(const Bytes& bytes) {
+  return {bytes.begin(), bytes.end()};
 }
 
-struct RunningSensor {
-  explicit RunningSensor(SensorSimulatorConfig config) : simulator(std::move(config)) {
-    simulator.start();
-    client.emplace(simulator.port());
+/// A sensor of model 2 (150, 150, 200 N; 4, 4, 4 N m) under a load that can be changed.
+struct SensorDeviceTest : testing::Test {
+  Datagram answerTo(const Datagram& datagram) {
+    received = {};
+    return textOf(device.execute(raw(datagram), datagram.size(), received));
   }
-  explicit RunningSensor(const Wrench& wrench)
-      : RunningSensor(SensorSimulatorConfig{.source = [wrench](double) { return wrench; }}) {}
 
-  SensorSimulator simulator;
-  std::optional<UdpClient> client;
+  std::optional<Wrench> load = Wrench{};
+  double time = -1;  ///< of the last sample, s
+  SensorDevice device{{.model = 2, .range = 9, .id = 0x1234, .year = 24, .month = 11, .date = 30},
+                      [this](double seconds) { return time = seconds, load; },
+                      1000};
+  SensorCommand received;
 };
 
-std::size_t entries(const char* folder) {
-  const std::filesystem::directory_iterator all(folder);
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
-TEST(SensorSimulator, IdentityAndDataFramesOnLiteralBytes) {
-  RunningSensor named(SensorSimulatorConfig{
-      .identity = {.model = 3, .range = 7, .id = 0x1234, .year = 24, .month = 11, .date = 30}});
-  EXPECT_EQ(fromHex("F6 6F 0A 00 00 10 18 0B 1E 03 07 34 12 65 95 6F F6"),
-            named.client->exchange(askIdentity));
-
-  const struct {
-    Wrench wrench;
-    const char* frame;
-  } cases[] = {
-      // mN as they are, mN m negated: the driver turns the torques round after decoding.
-      {{1.5, -2.0, 0.0014, 1.0, -0.25, 0.0004},
-       "F6 6F 1B 00 00 04 DC 05 00 00 30 F8 FF FF 01 00 00 00 18 FC FF FF FA 00 00 00 "
-       "00 00 00 00 AA 8B 6F F6"},
-      // Beyond 32 bits: saturated and overloaded.
-      {{1e300, -3e6, 0.0, 2147483.649, -1e300, 0.0},
-       "F6 6F 1B 00 FE 04 FF FF FF 7F 00 00 00 80 00 00 00 00 00 00 00 80 FF FF FF 7F "
-       "00 00 00 00 A8 AE 6F F6"},
-      // Not finite: a data error.
-      {{1.0, std::numeric_limits<double>::quiet_NaN(), 2.0},
-       "F6 6F 1B 00 FF 04 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-       "00 00 00 00 5F 16 6F F6"},
-  };
-  for (const auto& [wrench, frame] : cases) {
-    RunningSensor sensor(wrench);
-    EXPECT_EQ(fromHex(frame), sensor.client->exchange(singleCapture));
+TEST_F(SensorDeviceTest, SpeaksLiteralBytesSampleBySample) {
+  EXPECT_EQ(answerTo(identityQuery), identityAnswer);
+  for (const auto& [wrench, frame] :
+       {// mN as they are, mN m negated: the driver turns the torques round after decoding.
+        std::pair{Wrench{1.5, -2.0, 0.0014, 1.0, -0.25, 0.0004},
+                  "F6 6F 1B 00 00 04 DC 05 00 00 30 F8 FF FF 01 00 00 00 18 FC FF FF "
+                  "FA 00 00 00 00 00 00 00 AA 8B 6F F6"},
+        // Beyond 32 bits: saturated and overloaded.
+        {Wrench{1e300, -3e6, 0.0, 2147483.649, -1e300, 0.0},
+         "F6 6F 1B 00 FE 04 FF FF FF 7F 00 00 00 80 00 00 00 00 00 00 00 80 FF FF FF 7F "
+         "00 00 00 00 A8 AE 6F F6"},
+        {Wrench{1.0, NAN, 2.0},
+         "F6 6F 1B 00 FF 04 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+         "00 00 00 00 5F 16 6F F6"}}) {
+    load = wrench;
+    EXPECT_EQ(answerTo(captureCommand), fromHex(frame));
   }
+  EXPECT_EQ(answerTo(startCommand), "");
+  load = {{0, 0, 200, 0, 0, 0.001}};
+  EXPECT_EQ(textOf(device.nextFrame()), frameOf({0, 0, 200000, 0, 0, -1}));
+  EXPECT_EQ(time, 0.003);
+  // The range belongs to the physical load: zeroing does not widen it.
+  load = {{0, 0, -200.5}};
+  EXPECT_EQ(answerTo(zeroCommand), zeroCommand);
+  EXPECT_EQ(answerTo(captureCommand), frameOf({}, 254, 4));
+  load = {{0, 0, NAN}};
+  EXPECT_EQ(answerTo(zeroCommand), "");
+  EXPECT_THAT(received.text, HasSubstr("there is no load to measure"));
+  load = {};
+  EXPECT_EQ(answerTo(captureCommand) + answerTo(zeroCommand), "");
+  EXPECT_TRUE(device.nextFrame().empty() && device.ended() && !device.streaming());
 }
 
-// The range belongs to the model and to the physical load: zeroing does not widen it.
-TEST(SensorSimulator, OverloadFollowsTheModelNotTheZero) {
-  for (const auto& [model, status] : {std::pair{1, 0}, {2, 254}, {3, 0}, {5, 0}, {77, 0}}) {
-    SensorSimulatorConfig config{.source = [](double) { return Wrench{0, 0, 201}; }};
-    config.identity.model = static_cast<std::uint8_t>(model);
-    RunningSensor sensor(config);
-    sensor.client->exchange(zeroReset);
-    const Bytes frame = sensor.client->exchange(singleCapture);
-    EXPECT_EQ(status, frame.at(4)) << "model " << model;
-    EXPECT_EQ(0, channel(frame, 2));
-  }
-}
-
-TEST(SensorSimulator, StreamsEverySampleInOrderAtEachRate) {
-  for (const double rate : {50.0, 4000.0}) {
-    RunningSensor sensor(SensorSimulatorConfig{.rate = rate, .source = counting(rate)});
-    sensor.client->send(startCapture);
-    for (int n = 0; n < static_cast<int>(rate / 10.0); ++n) {
-      const Bytes frame = sensor.client->receive();
-      ASSERT_TRUE(isWholePacket(frame));
-      ASSERT_EQ(34u, frame.size());
-      ASSERT_EQ(2, frame[5]);
-      ASSERT_EQ(n, channel(frame, 0));
-    }
-    EXPECT_TRUE(sensor.simulator.streaming());
-  }
-}
-
-TEST(SensorSimulator, StopCaptureEndsTheStreamAndStartCaptureGoesOnWithIt) {
-  RunningSensor sensor(SensorSimulatorConfig{.source = counting(1000.0)});
-  sensor.client->send(startCapture);
-  const std::int32_t first = channel(sensor.client->receive(5).back(), 0);
-  sensor.client->stopStream();
-  EXPECT_FALSE(sensor.simulator.streaming());
-  const std::uint64_t frames = sensor.simulator.statistics().frames;
-
-  // Nothing but the answers arrives while the stream is off; a single capture is the next sample.
-  const Bytes single = sensor.client->exchange(singleCapture);
-  EXPECT_EQ(4, single.at(5));
-  EXPECT_EQ(static_cast<std::int64_t>(frames), channel(single, 0));
-  EXPECT_GT(channel(single, 0), first);
-  sensor.client->send(startCapture);
-  EXPECT_EQ(channel(single, 0) + 1, channel(sensor.client->receive(), 0));
-}
-
-TEST(SensorSimulator, ZeroResetMakesThePresentLoadTheZero) {
-  std::atomic<double> fz = 12.5;
-  RunningSensor sensor(
-      SensorSimulatorConfig{.source = [&fz](double) { return Wrench{0, 0, fz, 0, 0.5, 0}; }});
-  EXPECT_EQ(command(11), sensor.client->exchange(zeroReset));
-  fz = 13.0;
-  const Bytes frame = sensor.client->exchange(singleCapture);
-  EXPECT_EQ(500, channel(frame, 2));
-  EXPECT_EQ(0, channel(frame, 4));
-}
-
-TEST(SensorSimulator, KeepsAndLogsEverySetting) {
-  RunningSensor sensor(Wrench{});
-  const Bytes six =
-      fromHex("E8 03 00 00 18 FC FF FF 01 00 00 00 00 00 00 00 FF FF FF 7F 00 00 00 80");
-  const struct {
-    std::uint8_t code;
-    Bytes payload;
-    const char* text;
-  } cases[] = {
-      {24, {3}, "SET_FILTER_RANG (24): 3"},
-      {32, {9}, "SET_MEDIAN_FILTER_PARA (32): 9"},
-      {18, fromHex("05 FE FF FF FF 07 00 00 80 06 01 02 00 00 08 00 00 00"),
-       "SET_KALMAN_FILTER_PARA (18): K 5 threshold -2 checks 2147483655, "
-       "K 6 threshold 513 checks 8"},
-      {17, {1}, "ENABLE_KALMAN_FILTER (17): on"},
-      {19, six, "TOOL_TRANSFORM (19): 1.000 -1.000 0.001 0.000 2147483.647 -2147483.648"},
-      {25, {192, 168, 0, 7}, "SET_NET_IP (25): 192.168.0.7"},
-      {28, {0x34, 0x12}, "SET_NET_PORT_NUMBER (28): 4660"},
-      {37, {1}, "ENABLE_ALARM_OUTPUT (37): on"},
-      {36, six,
-       "SET_ALARM_THRESHOLD_VALUE (36): 1.000 -1.000 0.001 0.000 2147483.647 -2147483.648"},
-      {9, {}, "SAVE_TO_PROFILE (9)"},
-  };
-  for (const auto& [code, payload, text] : cases) {
-    EXPECT_EQ(command(code), sensor.client->exchange(command(code, payload)));
-    const SensorCommand received = sensor.simulator.commands().back();
-    EXPECT_TRUE(received.accepted);
-    EXPECT_EQ(text, received.text);
-  }
-  const SensorSettings kept = sensor.simulator.settings();
-  EXPECT_EQ(3, kept.low_pass);
-  EXPECT_EQ(8u, kept.kalman_para[1].num_check);
-  EXPECT_THAT(kept.tool_transform, ElementsAre(1, -1, 0.001, 0, 2147483.647, -2147483.648));
-  EXPECT_EQ(4660, kept.net_port);
-  EXPECT_EQ(std::size(cases), sensor.simulator.statistics().commands);
-}
-
-TEST(SensorSimulator, AlarmIsRaisedByTheAxisBeyondItsThresholdAndStaysUntilCleared) {
-  RunningSensor sensor(Wrench{5, 0, -8, -2, 0, 0});
-  const auto alarmAxes = [&] {
-    const Bytes reply = sensor.client->exchange(command(38));
-    EXPECT_TRUE(isWholePacket(reply));
-    return Bytes(reply.begin() + 6, reply.end() - 4);
-  };
-  // Thresholds 5, 5, 7.999, 1.5, 1, 1: not exceeded by 5.
-  sensor.client->exchange(command(36, fromHex("88 13 00 00 88 13 00 00 3F 1F 00 00 DC 05 00 00 "
-                                              "E8 03 00 00 E8 03 00 00")));
-  EXPECT_THAT(alarmAxes(), ElementsAre(0, 0, 0, 0, 0, 0)) << "the alarm is not enabled yet";
-  sensor.client->exchange(command(37, {1}));
-  EXPECT_THAT(alarmAxes(), ElementsAre(0, 0, 1, 1, 0, 0));
-  sensor.client->exchange(zeroReset);  // takes the load away, not the alarm
-  EXPECT_THAT(alarmAxes(), ElementsAre(0, 0, 1, 1, 0, 0));
-  EXPECT_EQ(command(35), sensor.client->exchange(command(35)));
-  EXPECT_FALSE(sensor.simulator.alarmRaised());
-}
-
-TEST(SensorSimulator, IgnoresWhatIsNoValidCommandAndSaysWhy) {
-  RunningSensor sensor(Wrench{});
-  Bytes wrongCrc = askIdentity, wrongTail = askIdentity, wrongHead = askIdentity;
+TEST_F(SensorDeviceTest, TellsWhatItUnderstandsAndWhatNot) {
+  Datagram wrongCrc = zeroCommand, wrongTail = zeroCommand;
   wrongCrc[6] ^= 1;
-  wrongTail.back() ^= 1;
-  wrongHead[1] ^= 1;
-  Bytes two = askIdentity;
-  two.insert(two.end(), askIdentity.begin(), askIdentity.end());
-  const struct {
-    Bytes datagram;
-    const char* why;
-  } cases[] = {
-      {{}, "0 bytes that are not one command packet"},
-      {wrongHead, "not one command packet"},
-      {wrongTail, "not one command packet"},
-      {two, "20 bytes that are not one command packet"},
-      {Bytes(1500, 0xF6), "not one command packet"},
-      {wrongCrc, "wrong CRC"},
-      {command(99), "unknown command 99"},
-      {command(5, {1}), "SET_SAMPLE_RATE (5) is not supported"},
-      {command(24, {1, 2}), "SET_FILTER_RANG (24) has 2 payload bytes instead of 1"},
-      {command(37, {2}), "ENABLE_ALARM_OUTPUT (37): 2 is neither 0 nor 1"},
-  };
-  for (const auto& [datagram, why] : cases) {
-    sensor.client->send(datagram);
-    EXPECT_EQ(17u, sensor.client->exchange(askIdentity).size()) << why;
-    const std::vector<SensorCommand> commands = sensor.simulator.commands();
-    const SensorCommand& ignored = commands.at(commands.size() - 2);
-    EXPECT_FALSE(ignored.accepted);
-    EXPECT_THAT(ignored.text, HasSubstr(why));
+  wrongTail[9] ^= 1;
+  for (const auto& [datagram, text] :
+       {std::pair<Datagram, std::string>{command("25 01"), "ENABLE_ALARM_OUTPUT (37): on"},
+        {command("1C 34 12"), "SET_NET_PORT_NUMBER (28): 4660"},
+        {"x", "ignored: 1 bytes that are not one command packet"},
+        {zeroCommand + "x", "ignored: 11 bytes that are not one command packet"},
+        {wrongTail, "ignored: 10 bytes that are not one command packet"},
+        {wrongCrc, "ignored: command packet with a wrong CRC"},
+        {command("63"), "ignored: unknown command 99"},
+        {command("05 01"), "ignored: SET_SAMPLE_RATE (5) is not supported"},
+        {command("18"), "ignored: SET_FILTER_RANG (24) has 0 payload bytes instead of 1"},
+        {command("25 02"), "ignored: ENABLE_ALARM_OUTPUT (37): 2 is neither 0 nor 1"}}) {
+    EXPECT_EQ(answerTo(datagram).empty(), text.starts_with("ignored"));
+    EXPECT_EQ(received.text, text);
+    EXPECT_EQ(received.accepted, !text.starts_with("ignored"));
   }
-  EXPECT_EQ(std::size(cases), sensor.simulator.statistics().ignored);
 }
 
-TEST(SensorSimulator, TheEndOfTheSourceEndsTheStream) {
-  RunningSensor sensor(SensorSimulatorConfig{.source = [](double seconds) {
-    return seconds < 0.0045 ? std::optional(Wrench{seconds}) : std::nullopt;
-  }});
-  sensor.client->send(startCapture);
-  EXPECT_EQ(4, channel(sensor.client->receive(5).back(), 0));
-  sensor.client->send(singleCapture);  // unanswered
-  EXPECT_EQ(17u, sensor.client->exchange(askIdentity).size());
-  EXPECT_FALSE(sensor.simulator.streaming());
-  EXPECT_TRUE(sensor.simulator.ended());
+TEST_F(SensorDeviceTest, AnAxisBeyondItsThresholdRaisesTheAlarmUntilItIsCleared) {
+  load = {{5, 0, -8, -2, 0, 0}};  // thresholds 5, 5, 7.999, 1.5, 1, 1
+  answerTo(command("24 88 13 00 00 88 13 00 00 3F 1F 00 00 DC 05 00 00 E8 03 00 00 E8 03 00 00"));
+  const Datagram ask = command("26"), none = command("26 000000000000");
+  EXPECT_EQ(answerTo(ask), none) << "not enabled yet";
+  answerTo(command("25 01"));
+  EXPECT_EQ(answerTo(ask), command("26 000001010000"));
+  answerTo(zeroCommand);  // takes the load away, not the alarm
+  EXPECT_TRUE(answerTo(ask) != none && device.alarmRaised());
+  answerTo(command("23"));
+  EXPECT_TRUE(answerTo(ask) == none && !device.alarmRaised());
 }
 
-TEST(SensorSimulator, RefusesABadRateAndATakenPort) {
-  for (const double rate : {0.999, 4000.1, std::nan("")}) {
-    EXPECT_THROW(SensorSimulator(SensorSimulatorConfig{.rate = rate}), std::invalid_argument);
-  }
-  auto first = std::make_unique<SensorSimulator>(SensorSimulatorConfig{});
-  first->start();
-  const std::uint16_t port = first->port();
-  SensorSimulator second(SensorSimulatorConfig{.port = port});
-  try {
-    second.start();
-    ADD_FAILURE() << "two sensors on one port";
-  } catch (const std::system_error& error) {
-    EXPECT_EQ(std::errc::address_in_use, error.code());
-    EXPECT_THAT(error.what(), HasSubstr("127.0.0.1:" + std::to_string(port)));
-  }
-  first.reset();
-  second.start();
-  EXPECT_EQ(17u, UdpClient(port).exchange(askIdentity).size());
-}
+// ---- faults -------------------------------------------------------------------------------------
 
-TEST(SensorSimulator, StopsWhileStreamingAndLeavesNothingBehind) {
-  // The first round is not counted: what the process starts for good with its first thread (a
-  // sanitizer's own, say) is there afterwards.
-  std::size_t descriptors = 0, threads = 0;
-  for (int round = 0; round < 20; ++round) {
-    RunningSensor sensor(SensorSimulatorConfig{.rate = 4000.0});
-    sensor.client->send(startCapture);
-    sensor.client->receive();
-    sensor.simulator.stop();
-    sensor.simulator.stop();
-    if (round == 0) {
-      threads = entries("/proc/self/task");
-      descriptors = entries("/proc/self/fd");
+/// What leaves when frames 1 to `count` are sent: their numbers, "23" in one datagram, ":4" for a
+/// wrong byte there, "?" for what is no frame.
+std::string sent(const SensorFaults& faults, int count) {
+  FaultInjector injector;
+  injector.set(faults);
+  std::vector<FaultInjector::Datagram> out;
+  const auto frame = [](int n) { return frameOf({n, n, n, n, n, n}); };
+  for (int n = 1; n <= count; ++n) {
+    const Datagram whole = frame(n);
+    injector.pass({whole.begin(), whole.end()}, out);
+  }
+  std::string text;
+  for (const auto& [bytes, delay] : out) {
+    Datagram rest = textOf(bytes);
+    for (; rest.size() >= 34; rest.erase(0, 34)) {
+      text += std::to_string(rest[10]);
+      for (std::size_t i = 0; i < 34; ++i) {
+        if (rest[i] != frame(rest[10])[i]) text += fmt::format(":{}", i);
+      }
     }
-    // The system lists a thread for a moment after it has been joined.
-    for (int wait = 0; wait < 1000 && entries("/proc/self/task") > threads; ++wait) usleep(1000);
-    EXPECT_LE(entries("/proc/self/task"), threads);
-    EXPECT_EQ(descriptors, entries("/proc/self/fd"));
-    sensor.simulator.start();
-    UdpClient again(sensor.simulator.port());
-    EXPECT_EQ(17u, again.exchange(askIdentity).size());
+    text += rest.empty() ? " " : "? ";
   }
+  return text;
+}
+
+TEST(SensorFaults, StrikeWhatTheyNameAndNothingElse) {
+  for (const auto& [fault, every, expected] :
+       {std::tuple{Fault::loss, 3U, "1 2 4 5 7 "},
+        {Fault::duplication, 3U, "1 2 3 3 4 5 6 6 7 "},
+        {Fault::reordering, 3U, "1 2 4 3 5 7 6 "},
+        {Fault::reordering, 1U, "2 1 4 3 6 5 "},
+        {Fault::corruption, 3U, "1 2 3:17 4 5 6:17 7 "},
+        {Fault::wrong_crc, 3U, "1 2 3:30:31 4 5 6:30:31 7 "},
+        {Fault::truncation, 3U, "1 2 ? 4 5 ? 7 "},
+        {Fault::merging, 3U, "1 2 345 "},
+        {Fault::splitting, 3U, "1 2 ? ? 4 5 ? ? 7 "},
+        {Fault::garbage, 3U, "1 2 ? 3 4 5 ? 6 7 "},
+        {Fault::status, 3U, "1 2 3:4:30:31 4 5 6:4:30:31 7 "}}) {
+    SensorFaults faults;
+    faults[fault].every = every;
+    faults.corrupt_at = 17;
+    faults.merged_packets = 3;
+    faults.seed = 2;  // its garbage is shorter than a frame
+    EXPECT_EQ(sent(faults, 7), expected);
+  }
+  SensorFaults faults;
+  faults[Fault::loss].probability = 0.25;
+  const auto passed = std::ranges::count(sent(faults, 4000), ' ');
+  EXPECT_NEAR(static_cast<double>(passed), 3000, 4 * std::sqrt(4000 * 0.25 * 0.75));
+  EXPECT_EQ(sent(faults, 100), sent(faults, 100)) << "the same for the same seed";
+}
+
+TEST(SensorFaults, AreRefusedWhenTheyMakeNoSense) {
+  EXPECT_EQ(parseOccurrence("0.05").probability, 0.05);
+  EXPECT_EQ(parseOccurrence("1/20").every, 20U);
+  for (const char* text : {"", "x", "-0.1", "1.01", "1/0", "1/", "1/-2", "2/3", "0.5 ", "nan"}) {
+    EXPECT_THROW(parseOccurrence(text), std::invalid_argument) << text;
+  }
+  SensorSimulatorConfig config;
+  SensorFaults faults;
+  faults.merged_packets = 1;
+  EXPECT_THROW(faults.check(), std::invalid_argument);
+  config.faults.jitter = NAN;
+  EXPECT_THROW(SensorSimulator{config}, std::invalid_argument);
+}
+
+// ---- what feeds it ------------------------------------------------------------------------------
+
+TEST(Recording, HoldsEachSampleForItsTime) {
+  const std::string path = testing::TempDir() + std::to_string(getpid()) + ".csv";
+  std::ofstream(path) << "mz,fx,fy,fz,mx,my\r\n-0.3,1,2.5e1,3,0.1,+0.2\r\n\r\n6, 1 ,2,3,4,5\n";
+  const Recording recording = Recording::load(path);
+  std::ofstream(path) << "fx,fy,fz,mx,my,mz\n1,2,3,4,,6\n";
+  EXPECT_THAT([&] { Recording::load(path); },
+              ThrowsMessage<std::runtime_error>(
+                  path + ", line 2, column \"my\": \"\" is not a finite number"));
+  std::remove(path.c_str());
+  const Wrench first = {1, 25, 3, 0.1, 0.2, -0.3}, second = {1, 2, 3, 4, 5, 6};
+  EXPECT_EQ(recording.at(0.0009, 1000, Recording::End::stop), first);
+  EXPECT_EQ(recording.at(0.002, 1000, Recording::End::stop), std::nullopt);
+  for (int n = 0; n < 1000; ++n) {  // n / rate * rate is not always n in floating point
+    EXPECT_EQ(recording.at(n / 333.3, 333.3, Recording::End::loop), n % 2 ? second : first);
+  }
+}
+
+TEST(RobotLink, AnswersItsDocumentedBytesAndRefusesClearly) {
+  const auto bytes = [](const auto& value) {
+    return Datagram(reinterpret_cast<const char*>(&value), sizeof value);
+  };
+  SharedCell cell({.start = {3, 4, 1, 0, 0, 0}, .lag = 0.1, .load = {}, .surface = {}});
+  std::optional<RobotLinkServer> server(std::in_place, cell, 0);
+  RobotLinkClient client(server->port());
+  const Fd end = connectLoopback(server->port());
+  const Pose goal = {3, 4, -9, 0, 0, 0};
+  for (const double seconds : {-0.1, 0.05}) {  // the first is ignored
+    const Datagram request =
+        (seconds < 0 ? "ZRL1...." : "ZRL1\1\2\3\4") + bytes(goal) + bytes(seconds);
+    EXPECT_EQ(send(end.get(), request.data(), request.size(), 0), 64);
+  }
+  pollfd event = {end.get(), POLLIN, 0};
+  EXPECT_EQ(poll(&event, 1, 10000), 1);
+  char reply[100];
+  const auto size = static_cast<std::size_t>(recv(end.get(), reply, sizeof reply, 0));
+  const Pose reached = cell.state().flange;
+  EXPECT_EQ(Datagram(reply, size), "ZRL1\1\2\3\4" + bytes(reached) + bytes(-reached[2]));
+  EXPECT_NEAR(reached[2], 10 * std::exp(-0.5) - 9, 1e-9);
+  EXPECT_EQ(client.exchange(goal, 0).flange, reached);
+  EXPECT_THROW(client.exchange(goal, longestStep + 0.01), std::invalid_argument);
+  server.reset();
+  EXPECT_THAT([&] { client.exchange(goal, 0); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("nothing listens there")));
 }
 
 }  // namespace
-}  // namespace zel::sim::test
