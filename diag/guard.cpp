@@ -44,10 +44,9 @@ double coarseTime() {
 }
 constexpr double longestTick = 10.0;  // ms
 
-bool allFinite(const double* values) {
-  double zero = 0.0;
-  for (int i = 0; i < 6; ++i) zero += 0.0 * values[i];
-  return zero == 0.0;
+/// Finite as long as the sum is.
+bool allFinite(const double* v) {
+  return std::isfinite((v[0] + v[1]) + (v[2] + v[3]) + (v[4] + v[5]));
 }
 
 /// The part of v across the unit vector n.
@@ -71,19 +70,13 @@ struct Course {
   Vector along = {};   ///< unit vector: of the line, normal of the circle, axis of the approach
   double size = 0.0;   ///< length of the line, radius of the circle
 
-  /// From the line between its ends, from the circle, from the axis.
-  double distanceOf(const Vector& p) const {
+  /// A vector as long as the distance of p: from the line between its ends, the circle, the axis.
+  Vector deviationOf(const Vector& p) const {
     const Vector v = p - origin;
     const double way = dot(v, along);
-    const double side = length(across(v, along));
-    switch (shape) {
-      case line:
-        return std::hypot(side, way < 0.0 ? way : std::max(0.0, way - size));
-      case circle:
-        return std::hypot(side - size, way);
-      default:
-        return side;
-    }
+    if (shape == circle) return {length(across(v, along)) - size, way, 0.0};
+    const double within = shape == line ? std::clamp(way, 0.0, size) : way;
+    return v - within * along;
   }
 };
 
@@ -124,7 +117,7 @@ class Guard {
     hasForce_ = false;
   }
 
-  zel_ftc_guard_verdict judge(double* pose, const double* now);
+  const zel_ftc_guard_verdict& judge(double* pose, const double* now);
 
  private:
   void judgeMotion(const double* pose, const double* now);
@@ -147,6 +140,7 @@ class Guard {
     judgeValue(which, std::sqrt(square));
   }
 
+  double time_ = 0.0;                 ///< of this call, coarse, ms; only while a limit needs it
   zel_ftc_guard_verdict found_ = {};  ///< in this call
   zel_ftc_guard_verdict verdict_ = {};
   double eventBegan_ = 0.0;  // ms
@@ -192,16 +186,14 @@ void Guard::judgeRun(const double* pose, const double* now) {
   if (history.runs == 0 || history.calls == calls_) return;  // no cycle of a run since
   if (run_ != history.runs) {
     run_ = history.runs;
-    runBegan_ = coarseTime();
+    runBegan_ = time_;
     std::copy_n(now, 6, runStart_);
     course_ = courseOf(concreteTool(), history.run, runStart_);
   }
   judgeLength(ZEL_LIMIT_DISTANCE, firstThree(pose) - firstThree(runStart_));
   judgeTurn(ZEL_LIMIT_ROTATION, runStart_, pose);
   const ZelGuardLimit path = course_.shape == Course::axis ? ZEL_LIMIT_OFF_AXIS : ZEL_LIMIT_PATH;
-  if (course_.shape != Course::none && judges(path)) {
-    judgeValue(path, course_.distanceOf(firstThree(pose)));
-  }
+  if (course_.shape != Course::none) judgeLength(path, course_.deviationOf(firstThree(pose)));
   judgeTimeSince(ZEL_LIMIT_RUN_TIME, runBegan_);
 }
 
@@ -227,7 +219,7 @@ void Guard::judgeTime() {
   if (!judges(ZEL_LIMIT_SAMPLE_AGE)) return;
   if (sample_ != zel_info_.IPOC) {
     sample_ = zel_info_.IPOC;
-    sampleCame_ = coarseTime();
+    sampleCame_ = time_;
   } else {
     judgeTimeSince(ZEL_LIMIT_SAMPLE_AGE, sampleCame_);
   }
@@ -235,13 +227,14 @@ void Guard::judgeTime() {
 
 /// The exact clock is asked only when the coarse one cannot tell.
 void Guard::judgeTimeSince(ZelGuardLimit which, double since) {
-  if (!judges(which) || coarseTime() - since + longestTick <= limits[which].limit) return;
+  if (!judges(which) || time_ - since + longestTick <= limits[which].limit) return;
   judgeValue(which, timeOf(CLOCK_MONOTONIC) - since);
 }
 
 /// Whether this is a new event, the one before going on, or none.
 void Guard::conclude() {
   if (found_.action == ZEL_GUARD_OFF) {
+    if (verdict_.action == ZEL_GUARD_OFF) return;
     verdict_ = {ZEL_GUARD_OFF, ZEL_LIMIT_READING, false, verdict_.event, 0.0, 0.0, 0.0};
   } else if (verdict_.action == found_.action && verdict_.which == found_.which) {
     verdict_.first = false;
@@ -255,9 +248,10 @@ void Guard::conclude() {
   }
 }
 
-zel_ftc_guard_verdict Guard::judge(double* pose, const double* now) {
+const zel_ftc_guard_verdict& Guard::judge(double* pose, const double* now) {
   if (!holds()) {
-    found_ = {};
+    found_.action = ZEL_GUARD_OFF;
+    if (judges(ZEL_LIMIT_SAMPLE_AGE) || judges(ZEL_LIMIT_RUN_TIME)) time_ = coarseTime();
     if (judges(ZEL_LIMIT_READING) && !allFinite(zel_raw_ft)) note(ZEL_LIMIT_READING, std::nan(""));
     if (judges(ZEL_LIMIT_POSE) && !(allFinite(pose) && allFinite(now))) {
       note(ZEL_LIMIT_POSE, std::nan(""));
@@ -317,7 +311,7 @@ int zel_ftc_getGuardLimit(ZelGuardLimit which, zel_ftc_guard_limit* limit) {
 int zel_ftc_guard(double* pose, const double* robot_pos_now, zel_ftc_guard_verdict* verdict) {
   if (!zel::isOpen()) return -1;
   if (pose == nullptr || robot_pos_now == nullptr) return 0;
-  const zel_ftc_guard_verdict judged = guard.judge(pose, robot_pos_now);
+  const zel_ftc_guard_verdict& judged = guard.judge(pose, robot_pos_now);
   if (verdict != nullptr) *verdict = judged;
   return judged.action == ZEL_GUARD_HOLD ? 0 : 1;
 }
