@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <new>
 
+#include "diag/guard.h"
 #include "diag/history.h"
 #include "diag/library.h"
 #include "diag/reasons.h"
@@ -168,6 +169,7 @@ int zel_ftc_open(bool isExternal) {
   m_zelftsensorclass = newSensor;
   zel_is_external = isExternal;
   diag::history = {};
+  diag::startGuardAfresh();
   return 1;
 }
 
@@ -246,13 +248,13 @@ int zel_ftc_medianFilterDepthFTSensor(int range) {
 // ---- configuration ----------------------------------------------------------------------------
 
 int zel_ftc_setTimeStep(double msTime) {
-  return guarded(
-      __func__, {}, [&] { return tool().setTimeStep(msTime); },
-      [&] {
-        return diag::unfit("msTime", msTime,
-                           {ZEL_MUST_BE_FROM_TO, limits::shortestPeriod, limits::longestPeriod},
-                           "ms");
-      });
+  const auto why = [&] {
+    return diag::unfit("msTime", msTime,
+                       {ZEL_MUST_BE_FROM_TO, limits::shortestPeriod, limits::longestPeriod}, "ms");
+  };
+  return diag::noted(diag::history.period,
+                     guarded(
+                         __func__, {}, [&] { return tool().setTimeStep(msTime); }, why));
 }
 
 int zel_ftc_getTimeStep(double* msTime) {

@@ -33,6 +33,7 @@ constexpr CheckRow checks[] = {
     {"PERMITTED_LOAD", "the permitted load is set on every axis", every, false, checkPermittedLoad},
     {"LOAD", "the load is plausible", every, false, checkLoad},
     {"ZERO", "the zero reference is younger than load and mounting", every, false, checkZero},
+    {"UNITS", "the lengths look like millimetres", every, false, checkUnits},
     {"PERIOD", "the gains belong to the period", approach | path, true, checkPeriod},
     {"FRAME", "the frame sees forces", every, true, checkFrame},
     {"MOUNTING", "forces and motion have the same axes", approach | path, true, checkMounting},

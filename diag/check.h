@@ -43,6 +43,10 @@ namespace zel::diag {
     "take the zero at rest, without contact")                                                     \
   X(ZERO_TOO_OLD, ERROR, "The zero reference belongs to load and mounting",                       \
     "%w was changed after the zero reference was taken", "take the zero last")                    \
+  X(METRES, WARNING, "Signs, gains and limits are not checked",                                   \
+    "%w is %v mm long: metres for millimetres?", "hand in millimetres")                           \
+  X(PERIOD_NOT_SET, WARNING, "Gains keep the period of their configuration",                      \
+    "zel_ftc_setTimeStep was never called: the period counts as %v ms", "set the period first")   \
   X(PERIOD_CHANGED, ERROR, "Gains keep the period of their configuration",                        \
     "the mode was configured at a period of %v ms, now it is %l ms: its gains are off",           \
     "set the period first, then the mode")                                                        \
@@ -211,6 +215,7 @@ void checkFinite(const Facts&, Findings&);
 void checkPermittedLoad(const Facts&, Findings&);
 void checkLoad(const Facts&, Findings&);
 void checkZero(const Facts&, Findings&);
+void checkUnits(const Facts&, Findings&);
 void checkPeriod(const Facts&, Findings&);
 void checkFrame(const Facts&, Findings&);
 void checkMounting(const Facts&, Findings&);

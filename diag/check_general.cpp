@@ -109,7 +109,23 @@ void checkZero(const Facts&, Findings& findings) {
   younger(history.sensorZero, "the sensor's own zero");
 }
 
+void checkUnits(const Facts& facts, Findings& findings) {
+  const auto check = [&](const char* what, double length) {
+    constexpr double shorterThanAnything = 1.0;  // mm; nothing at all is 0
+    if (length > 0.0 && length < shorterThanAnything) {
+      findings.fault(Fault::METRES, -1, length, 0.0, what);
+    }
+  };
+  check("the pose of the sensor on the flange",
+        1000.0 * length3(facts.tool.FTconfig.flange_sensor.value));
+  check("the pose of the tool on the sensor",
+        1000.0 * length3(facts.tool.FTconfig.sensor_tool.value));
+  check("the centre of mass", 1000.0 * length3(&facts.tool.loadData.lx));
+  check("the start pose", length3(facts.plan.start));
+}
+
 void checkPeriod(const Facts& facts, Findings& findings) {
+  if (history.period.order == 0) findings.fault(Fault::PERIOD_NOT_SET, -1, facts.periodMs());
   const Setting& mode = facts.isPath() ? history.tracking : history.approach;
   if (mode.period == facts.tool.timeStep) return;
   findings.fault(Fault::PERIOD_CHANGED, -1, 1000.0 * mode.period, facts.periodMs());

@@ -57,7 +57,8 @@ const CodeRow rows[] = {
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_OVER_CORRECTION),
      "the robot is farther from the start pose of the run than zel_ftc_setCorrectionMonitoring "
      "allows (mm or rad)",
-     "no contact found: check the start pose; rotated mounting in RCS_TOOL keeps turning; raise "
+     "no contact found: check the start pose and the sign of the set force; rotated mounting in "
+     "RCS_TOOL keeps turning; raise "
      "the limit",
      "%a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_TIMEOUT),

@@ -17,7 +17,7 @@ struct Setting {
 
 struct History {
   std::uint64_t settings = 0;
-  Setting load, mounting, sensorZero, zero, approach, assembly, tracking;
+  Setting period, load, mounting, sensorZero, zero, approach, assembly, tracking;
 
   ZelRunKind run = ZEL_NO_RUN;  ///< whose function was called last
   bool running = false;

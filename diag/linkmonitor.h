@@ -1,0 +1,71 @@
+// Counts what happens on the link of the network sensor. Internal: not installed.
+#ifndef ZEL_FTC_DIAG_LINKMONITOR_H
+#define ZEL_FTC_DIAG_LINKMONITOR_H
+
+#include <chrono>
+#include <cstdint>
+
+#include "tool/newestframe.h"
+#include "zel_ftc_diag.h"
+
+namespace zel::diag {
+
+/// Each thread counts for itself and publishes its counts as a whole; nobody waits for anybody.
+///
+/// Consistent because of the order: a frame is counted after its datagram was counted and queued,
+/// and a reader takes the counts of the frames first. So it never sees a frame without its
+/// datagram, however the threads are scheduled.
+class LinkMonitor {
+ public:
+  /// Before the threads run.
+  void reset();
+
+  /// Receive thread, before the datagram is queued.
+  void datagram(std::uint64_t bytes, bool fromTheSensor, bool fits);
+
+  /// Unpack thread.
+  void skipped(int bytes) { frames_.skipped += static_cast<std::uint64_t>(bytes); }
+  void wrongChecksum() { ++frames_.wrongChecksums; }
+  void frame(int status, bool beyondRange);
+  /// Between two stretches of streaming, while the unpack thread is idle: the pause is no gap.
+  void streamPauses() { streaming_ = false; }
+  /// Makes what was counted visible.
+  void publishFrames() { newestFrames_.publish(frames_); }
+
+  /// Caller's thread.
+  void exchange(bool good) {
+    ++exchanges_;
+    if (!good) ++failedExchanges_;
+  }
+  zel_ftc_link_health snapshot();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  struct DatagramCounts {
+    std::uint64_t datagrams = 0, bytes = 0, foreign = 0, dropped = 0;
+  };
+  struct FrameCounts {
+    std::uint64_t good = 0, wrongChecksums = 0, skipped = 0, beyondRange = 0, badStatus = 0;
+    std::int32_t lastBadStatus = 0;
+    Clock::time_point newest = {};  ///< when the newest good frame came
+    Clock::duration longestGap = {};
+    Clock::time_point secondBegan = {};  ///< of the second that is being counted
+    std::uint64_t goodBefore = 0;        ///< good frames at its beginning
+    double rate = 0.0;                   ///< in the second before it
+  };
+
+  DatagramCounts datagrams_;  // receive thread
+  NewestFrame<DatagramCounts> newestDatagrams_;
+  FrameCounts frames_;      // unpack thread
+  bool streaming_ = false;  // likewise: the frame before belongs to this stretch
+  NewestFrame<FrameCounts> newestFrames_;
+  std::uint64_t exchanges_ = 0, failedExchanges_ = 0;  // caller's thread
+};
+
+/// Of the network sensor that is up: only one can hold the local port.
+extern LinkMonitor linkMonitor;
+
+}  // namespace zel::diag
+
+#endif
