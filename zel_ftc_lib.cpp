@@ -1,16 +1,19 @@
 // The flat interface: guard, check, convert, call, translate. No logic of its own.
 #include "zel_ftc_lib.h"
 
-#include <unistd.h>
+#include <cxxabi.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <initializer_list>
 #include <new>
+#include <thread>
 
 #include "diag/guard.h"
 #include "diag/history.h"
 #include "diag/library.h"
+#include "diag/linkmonitor.h"
 #include "diag/reasons.h"
 #include "ft/ZelForceSensorBase.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
@@ -44,7 +47,8 @@ struct Needed {
 constexpr auto neverFails = [] { return diag::because(ZEL_REASON_INTERNAL); };
 
 /// The frame of every entry: -1 when the library is not open, 0 when a pointer is missing, else the
-/// result of the call as 1 or 0. Whatever is not 1 leaves the reason that `why` gives.
+/// result of the call as 1 or 0. Whatever is not 1 leaves the reason that `why` gives. An
+/// exception ends here, as a 0.
 template <typename Call, typename Why>
 int guarded(const char* function, std::initializer_list<Needed> needed, Call call, Why why) {
   if (!isOpen()) return diag::refuse(function, notOpen, diag::because(ZEL_REASON_NOT_OPEN));
@@ -54,6 +58,8 @@ int guarded(const char* function, std::initializer_list<Needed> needed, Call cal
   }
   try {
     if (call()) return 1;
+  } catch (const abi::__forced_unwind&) {
+    throw;  // no failure: the calling thread is being cancelled, in one of the sleeps
   } catch (const std::bad_alloc&) {
     return diag::refuse(function, 0, diag::because(ZEL_REASON_OUT_OF_MEMORY));
   } catch (...) {
@@ -90,7 +96,20 @@ zel_ftc_reason loadNotSet() {
 }
 
 bool readSensor() {
+  diag::linkMonitor.forgetFault();
   return sensor().getFTSensorData(zel_raw_ft, zel_info_);
+}
+
+/// A command to the sensor.
+template <typename Call>
+int commanded(const char* function, Call call) {
+  return guarded(
+      function, {},
+      [&] {
+        diag::linkMonitor.forgetFault();
+        return call();
+      },
+      [] { return diag::sensorRefused(); });
 }
 
 /// One control cycle: read, run, translate. `call` runs the tool with the result pose and record.
@@ -194,12 +213,16 @@ int zel_ftc_close(void) {
 
 int zel_ftc_initialFTSensor(unsigned short host, const char* ip) {
   return guarded(
-      __func__, {}, [&] { return sensor().initialFTSensor(host, ip); }, diag::sensorRefused);
+      __func__, {},
+      [&] {
+        diag::linkMonitor.forgetFault();
+        return sensor().initialFTSensor(host, ip);
+      },
+      [&] { return diag::sensorRefused(ip); });
 }
 
 int zel_ftc_uninitialFTSensor(void) {
-  return guarded(
-      __func__, {}, [] { return sensor().uninitialFTSensor(); }, diag::sensorRefused);
+  return commanded(__func__, [] { return sensor().uninitialFTSensor(); });
 }
 
 int zel_ftc_obtainFTSensorData(double* m_ftData) {
@@ -211,7 +234,7 @@ int zel_ftc_obtainFTSensorData(double* m_ftData) {
         std::copy_n(zel_raw_ft, 6, m_ftData);
         return true;
       },
-      diag::sensorRefused);
+      [] { return diag::sensorRefused(); });
 }
 
 int zel_ftc_getFTSensorRange(double* range) {
@@ -225,24 +248,19 @@ int zel_ftc_getFTSensorRange(double* range) {
 }
 
 int zel_ftc_zeroFTSensor(void) {
-  return diag::noted(
-      diag::history.sensorZero,
-      guarded(
-          __func__, {}, [] { return sensor().zeroFTSensor(); }, diag::sensorRefused));
+  return diag::noted(diag::history.sensorZero,
+                     commanded(__func__, [] { return sensor().zeroFTSensor(); }));
 }
 
 int zel_ftc_lowPassFilterFTSensor(int range) {
-  return guarded(
-      __func__, {},
-      [&] { return sensor().setFTSensorLowPassFilter(static_cast<std::uint8_t>(range)); },
-      diag::sensorRefused);
+  return commanded(__func__, [&] {
+    return sensor().setFTSensorLowPassFilter(static_cast<std::uint8_t>(range));
+  });
 }
 
 int zel_ftc_medianFilterDepthFTSensor(int range) {
-  return guarded(
-      __func__, {},
-      [&] { return sensor().setFTSensorMedianFilter(static_cast<std::uint8_t>(range)); },
-      diag::sensorRefused);
+  return commanded(
+      __func__, [&] { return sensor().setFTSensorMedianFilter(static_cast<std::uint8_t>(range)); });
 }
 
 // ---- configuration ----------------------------------------------------------------------------
@@ -438,9 +456,8 @@ int zel_ftc_sensorReset(double* robot_pos) {
                      guarded(
                          __func__, {{"robot_pos", robot_pos}},
                          [&] {
-                           constexpr useconds_t freshSample =
-                               10000;  // us: a new sample has arrived by then
-                           usleep(freshSample);
+                           // A new sample has arrived by then, whatever signals come in.
+                           std::this_thread::sleep_for(std::chrono::milliseconds(10));
                            read = readSensor();
                            return read && tool().sensorReset(robot_pos, zel_raw_ft, zel_info_);
                          },

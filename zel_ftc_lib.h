@@ -9,7 +9,8 @@
  *  4. Arrays have six elements unless said otherwise. Inputs are never written. Outputs are written
  *     on success only, except where a run says so. A null pointer where one is needed gives 0 with
  *     nothing touched (pose utilities do not check their pointers).
- *  5. Threads: everything from the one control thread. Nothing locks, nothing throws.
+ *  5. Threads: everything from the one control thread. Nothing locks, nothing throws; it may be
+ *     under any scheduling policy and tied to a core, the workers of a sensor take over neither.
  *  6. Real time: the run functions, zel_ftc_obtainFTSensorData, zel_ftc_getSensorData,
  *     zel_ftc_getRCS_FT_Data and zel_ftc_get_GraData neither allocate nor make a system call except
  *     for reading the clock (UDP sensor: while it streams).
@@ -33,6 +34,11 @@ extern ZEL_FTC_API double zel_raw_ft[6];     /* the last raw reading, sensor fra
 extern ZEL_FTC_API zel_ft_info zel_info_;    /* the status that came with it */
 extern ZEL_FTC_API bool zel_is_external;     /* true: readings are fed by the caller */
 
+/* Only a read refreshes zel_raw_ft and zel_info_: a run, zel_ftc_sensorReset,
+ * zel_ftc_getSensorData, zel_ftc_get_GraData and, with the network sensor,
+ * zel_ftc_obtainFTSensorData. After a failed start or setting they still tell of an earlier
+ * reading: read once, then look at zel_info_. */
+
 /* ---- Open and close ---------------------------------------------------------------------- */
 
 /* Creates the tool and the sensor: fed by the caller (isExternal) or on the network.
@@ -46,11 +52,13 @@ ZEL_FTC_API int zel_ftc_close(void);
 
 /* Brings the sensor up. host is the port number of the network sensor, ip its dotted address; an
  * external sensor ignores both (ip may be null there).
- * Network sensor: takes the local UDP port 52000 and starts two threads until
+ * Network sensor: takes the local UDP port 52000 for itself and starts two threads until
  * zel_ftc_uninitialFTSensor; one of them spins, so that a frame is there the moment it has arrived,
- * and wants a processor core of its own. 0 with everything taken down again when the address is not
- * four dotted numbers, the local port is taken or the sensor does not answer: it can be tried again
- * at once. */
+ * and wants a processor core of its own (zel_ftc_workers.h: cores, priorities, and how to let it
+ * wait instead). A sensor that streams still, for a controller that has crashed, is stopped first.
+ * 0 with everything taken down again: it can be tried again at once. A read then tells the reason
+ * in zel_info_: COMM_IP_ERROR the address is not four dotted numbers, COMM_PORT_ERROR no socket,
+ * local port taken or no answer, COMM_THREAD_OPEN_ERROR no thread, or not where it was to run. */
 ZEL_FTC_API int zel_ftc_initialFTSensor(unsigned short host, const char* ip);
 ZEL_FTC_API int zel_ftc_uninitialFTSensor(void);
 

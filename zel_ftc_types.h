@@ -14,6 +14,9 @@
 /* Marks what the shared library exports; everything else stays hidden. */
 #define ZEL_FTC_API __attribute__((visibility("default")))
 
+/* Takes a private member of an exported class out again. */
+#define ZEL_FTC_HIDDEN __attribute__((visibility("hidden")))
+
 /* In C++ every enumeration has 32-bit signed storage, so that an out-of-range number that a caller
  * hands in is a value the library can refuse. C enumerations have the same size and representation.
  */

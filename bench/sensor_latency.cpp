@@ -1,14 +1,16 @@
-// How soon a datagram of the network sensor is a reading that the caller sees.
+// How soon a datagram of the network sensor is a reading that the caller sees, and what that costs.
 //
 // A sender on 127.0.0.1 stamps each frame just before it sends it; the caller polls for the newest
-// reading and takes the time when a frame shows. The driver is measured in turn with the least that
-// could be done: one thread that blocks in recvfrom, checks, decodes and publishes each datagram.
-// Both are polled by the same loop, in slices of one second, so that what else the machine does
-// hits both. Then the driver alone, at rising rates, until frames are missed.
+// reading and takes the time when a frame shows. The driver is measured both ways, with an unpack
+// thread that spins and with one that waits (zel_ftc_workers.h), in turn with the least that could
+// be done: one thread that blocks in recvfrom, checks, decodes and publishes each datagram. The one
+// that waits is measured in real time as well, where there is the right to it. All are polled by
+// the same loop, in slices of one second, so that what else the machine does hits all.
+// Then the driver alone, at rising rates, until frames are missed.
 //
-// The caller's loop and the unpack thread spin, on a core each; sender and receiver need one now
-// and then. An unpack thread that gets clearly less than 100 % of the processor was pushed aside by
-// other programs: such figures say more about the machine than about the driver.
+// The caller's loop and an unpack thread that spins take a core each; sender and receiver need one
+// now and then. A spinning unpack thread that gets clearly less than 100 % of the processor was
+// pushed aside by other programs: such figures say more about the machine than about the driver.
 #include <arpa/inet.h>
 #include <fmt/core.h>
 #include <pthread.h>
@@ -30,6 +32,7 @@
 #include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/sensor_protocol.h"
 #include "tool/newestframe.h"
+#include "zel_ftc_workers.h"
 
 namespace {
 
@@ -37,6 +40,7 @@ namespace protocol = zel::protocol;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint16_t driverPort = 52000;
+constexpr std::size_t framePacket = protocol::shortestPacket + protocol::channelBytes;
 constexpr int numbers = 100000;  ///< frames are numbered in channel 0, in thousandths
 
 double seconds(Clock::duration d) {
@@ -64,7 +68,8 @@ int boundSocket(std::uint16_t& port) {
   return descriptor;
 }
 
-/// Lets a thread run on the cores from `first` to `last` only. New threads inherit it.
+/// Lets a thread run on the cores from `first` to `last` only. Threads of this program inherit it,
+/// those of the driver do not.
 void keepOn(pthread_t thread, unsigned first, unsigned last) {
   cpu_set_t cores;
   CPU_ZERO(&cores);
@@ -99,9 +104,9 @@ class Sender {
         while (Clock::now() < due) std::this_thread::yield();
       }
       number = number % (numbers - 1) + 1;
-      std::uint8_t channels[24] = {};
+      std::uint8_t channels[protocol::channelBytes] = {};
       protocol::writeInt32(channels, number);
-      std::uint8_t packet[34];
+      std::uint8_t packet[framePacket];
       const auto length = protocol::writePacket(
           packet, 0, SensorEtherNet_UDP::COMMAND_CONTINUE_CAPTURE, channels, sizeof channels);
       stamps[static_cast<std::size_t>(number)] = Clock::now();
@@ -118,10 +123,12 @@ class Sender {
       socklen_t size = sizeof peer;
       const ssize_t length = recvfrom(descriptor, command, sizeof command, 0,
                                       reinterpret_cast<sockaddr*>(&peer), &size);
-      if (length < 10 || command[5] != SensorEtherNet_UDP::COMMAND_GET_DEVICE_INFO) continue;
+      constexpr std::uint8_t query = SensorEtherNet_UDP::COMMAND_GET_DEVICE_INFO;
+      constexpr auto commandAt = protocol::bodyOffset + protocol::commandOffset;
+      if (length < ssize_t{protocol::shortestPacket} || command[commandAt] != query) continue;
       const std::uint8_t identity[7] = {24, 1, 1, 3, 0, 1, 0};
-      std::uint8_t packet[17];
-      protocol::writePacket(packet, 0, command[5], identity, sizeof identity);
+      std::uint8_t packet[protocol::shortestPacket + sizeof identity];
+      protocol::writePacket(packet, 0, query, identity, sizeof identity);
       sendto(descriptor, packet, sizeof packet, 0, reinterpret_cast<sockaddr*>(&peer), size);
     }
   }
@@ -152,10 +159,11 @@ class BareLoop {
     while (!stop) {
       std::uint8_t packet[protocol::largestPacket];
       const ssize_t length = recvfrom(descriptor, packet, sizeof packet, 0, nullptr, nullptr);
-      if (length != 34 || !protocol::crcMatches(packet)) continue;
+      if (length != ssize_t{framePacket} || !protocol::crcMatches(packet)) continue;
+      const std::uint8_t* const channels = packet + protocol::bodyOffset + protocol::payloadOffset;
       zel::SensorFrame frame;
       for (int i = 0; i < 6; ++i) {
-        frame.value[i] = static_cast<float>(protocol::readInt32(packet + 6 + 4 * i)) / 1000.0F;
+        frame.value[i] = static_cast<float>(protocol::readInt32(channels + 4 * i)) / 1000.0F;
       }
       exchange.publish(frame);
     }
@@ -201,13 +209,11 @@ double quantile(std::vector<double>& sorted, double q) {
   return sorted[static_cast<std::size_t>(q * static_cast<double>(sorted.size() - 1))];
 }
 
-double report(const char* name, Latencies& latencies) {
+void report(const char* name, Latencies& latencies) {
   std::sort(latencies.us.begin(), latencies.us.end());
-  const double median = quantile(latencies.us, 0.5);
   fmt::print("{:<22} p50 {:7.1f} us  p99 {:7.1f} us  max {:8.1f} us  frames sent {}, seen {}\n",
-             name, median, quantile(latencies.us, 0.99), quantile(latencies.us, 1), latencies.sent,
-             latencies.us.size());
-  return median;
+             name, quantile(latencies.us, 0.5), quantile(latencies.us, 0.99),
+             quantile(latencies.us, 1), latencies.sent, latencies.us.size());
 }
 
 double processorSeconds(std::thread& thread) {
@@ -217,13 +223,57 @@ double processorSeconds(std::thread& thread) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// Frames counted by the driver at a rate, in percent of those sent.
-double arriving(Sender& sender, SensorEtherNet_UDP& sensor, double rate, double duration) {
-  sensor.clearIPOC();
-  const int sent = sender.stream(driverPort, rate, duration);
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  return 100.0 * sensor.IPOC / sent;
-}
+/// One way to run the driver's worker threads, and what they were seen to do.
+struct Way {
+  const char* name;
+  bool waits;
+  int priority;  ///< in real time; 0: time sharing
+  Latencies latencies = {};
+  double receiving = 0;  ///< processor time of that thread while measured, s
+  double unpacking = 0;
+};
+
+/// The driver, streaming from a sender in one of its ways, the unpack thread on the last core.
+class Driver {
+ public:
+  Driver(const Sender& sender, const Way& way) {
+    zel_ftc_workers workers;
+    zel_ftc_getWorkers(&workers);
+    workers.receive.policy = way.priority > 0 ? ZEL_SCHED_FIFO : ZEL_SCHED_OTHER;
+    workers.receive.priority = way.priority;
+    workers.unpack = workers.receive;
+    workers.unpack.core = static_cast<std::int32_t>(std::thread::hardware_concurrency()) - 1;
+    workers.unpack_waits = way.waits;
+    zel_ftc_setWorkers(&workers);
+    if (sensor.initialFTSensor(sender.port(), "127.0.0.1")) return;
+    zel_ft_info_t info = {};
+    sensor.getInfo(info);
+    zel_ftc_getWorkerFaultText(info.code_info, sizeof info.code_info);
+    fmt::print("{:<22} left out: {}\n", way.name, info.code_info);
+  }
+
+  bool streams() const { return sensor.bConnect; }
+
+  double first() {
+    double value[6];
+    sensor.getRawData(value);
+    return value[0];
+  }
+
+  double received() { return processorSeconds(*sensor.hThrd); }
+  double unpacked() { return processorSeconds(*sensor.hThrdUnpack); }
+
+  /// Frames counted by the driver at a rate, in percent of those sent.
+  double arriving(Sender& sender, double rate) {
+    sensor.clearIPOC();
+    const int sent = sender.stream(driverPort, rate, 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return 100.0 * sensor.IPOC / sent;
+  }
+
+ private:
+  SensorEtherNet_UDP sensor;
+};
 
 }  // namespace
 
@@ -237,60 +287,41 @@ int main(int argc, char** argv) {
 
   Sender sender;
   BareLoop bare;
-  SensorEtherNet_UDP sensor;
-  if (!sensor.initialFTSensor(sender.port(), "127.0.0.1")) {
-    zel_ft_info_t info = {};
-    sensor.getInfo(info);
-    fmt::print(stderr, "the driver did not start: {}\n", info.code_info);
-    return 1;
-  }
-
-  // A core each for the two threads that spin; the others go where there is room.
   const unsigned cores = std::thread::hardware_concurrency();
-  if (cores > 1) {
-    keepOn(sensor.hThrdUnpack->native_handle(), cores - 1, cores - 1);
-    keepOn(pthread_self(), 0, 0);
-  }
+  if (cores > 1) keepOn(pthread_self(), 0, 0);
   fmt::print("{} s at 1 kHz each, in turns of one second, {} cores\n", duration, cores);
-  Latencies ofDriver, ofBareLoop, ofBareAlone;
-  double receiving = 0, unpacking = 0;
+
+  std::vector<Way> ways = {{"driver, spinning", false, 0},
+                           {"driver, waiting", true, 0},
+                           {"waiting, SCHED_FIFO", true, 40}};
+  std::erase_if(ways, [&sender](const Way& way) { return !Driver(sender, way).streams(); });
+  Latencies ofBareLoop;
   for (int slice = 0; slice < duration; ++slice) {
-    const double receivedBefore = processorSeconds(*sensor.hThrd);
-    const double unpackedBefore = processorSeconds(*sensor.hThrdUnpack);
-    measure(
-        sender, driverPort, 1000, 1,
-        [&] {
-          double value[6];
-          sensor.getRawData(value);
-          return value[0];
-        },
-        ofDriver);
-    receiving += processorSeconds(*sensor.hThrd) - receivedBefore;
-    unpacking += processorSeconds(*sensor.hThrdUnpack) - unpackedBefore;
+    for (Way& way : ways) {
+      Driver driver(sender, way);
+      const double received = driver.received(), unpacked = driver.unpacked();
+      measure(
+          sender, driverPort, 1000, 1, [&] { return driver.first(); }, way.latencies);
+      way.receiving += driver.received() - received;
+      way.unpacking += driver.unpacked() - unpacked;
+    }
     measure(
         sender, bare.port(), 1000, 1, [&] { return bare.first(); }, ofBareLoop);
   }
-  // The same without the driver's spinning thread beside it.
-  const std::vector<double> rates = {1000, 2000, 4000, 8000, 12000, 16000, 24000, 32000};
-  std::vector<double> arrived;
-  for (double rate : rates) arrived.push_back(arriving(sender, sensor, rate, 1));
-  sensor.uninitialFTSensor();
-  for (int slice = 0; slice < duration; ++slice) {
-    measure(
-        sender, bare.port(), 1000, 1, [&] { return bare.first(); }, ofBareAlone);
-  }
 
-  const double driver = report("driver", ofDriver);
-  const double beside = report("bare loop beside it", ofBareLoop);
-  const double alone = report("bare loop alone", ofBareAlone);
-  fmt::print("driver p50 / bare loop p50: {:.2f} (beside), {:.2f} (alone)\n", driver / beside,
-             driver / alone);
-  fmt::print("processor time while streaming: receive thread {:.1f} %, unpack thread {:.1f} %\n",
-             100 * receiving / duration, 100 * unpacking / duration);
-  fmt::print("frames that arrive, one second each:");
-  for (std::size_t i = 0; i < rates.size(); ++i) {
-    fmt::print("  {:g} kHz {:.2f} %", rates[i] / 1000, arrived[i]);
+  for (Way& way : ways) report(way.name, way.latencies);
+  report("bare loop", ofBareLoop);
+  for (const Way& way : ways) {
+    fmt::print("{:<22} processor time: receive thread {:.1f} %, unpack thread {:.1f} %\n", way.name,
+               100 * way.receiving / duration, 100 * way.unpacking / duration);
   }
-  fmt::print("\n");
+  for (const Way& way : ways) {
+    Driver driver(sender, way);
+    fmt::print("{:<22} frames that arrive:", way.name);
+    for (double rate : {1000, 2000, 4000, 8000, 12000, 16000, 24000, 32000}) {
+      fmt::print("  {:g} kHz {:.2f} %", rate / 1000, driver.arriving(sender, rate));
+    }
+    fmt::print("\n");
+  }
   return 0;
 }

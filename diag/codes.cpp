@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "diag/text.h"
-#include "ft/ZelForceSensorBase.h"
+#include "ft/sensor_status.h"
 
 namespace zel::diag {
 
@@ -162,7 +162,8 @@ const CodeRow rows[] = {
      "free file descriptors, limits of the process", "no UDP socket is to be had: %e"},
     {ZEL_ROW(ZEL_CODES_REASON, ZEL_REASON_NO_THREAD),
      "the system refused a worker thread, its core, policy or priority",
-     "limits and rights of the process; see zel_ftc_workersText", "the %d thread: %e"},
+     "limits and rights of the process; see zel_ftc_getWorkerFaultText",
+     "the %d thread cannot be had: %e"},
     {ZEL_ROW(ZEL_CODES_REASON, ZEL_REASON_NO_ANSWER), "the sensor did not answer a command in time",
      "sensor on, address and port right, same network, cable", "no answer to %d within %v"},
     {ZEL_ROW(ZEL_CODES_REASON, ZEL_REASON_BAD_ANSWER),

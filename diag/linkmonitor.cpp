@@ -20,7 +20,7 @@ void LinkMonitor::reset() {
   newestDatagrams_.reset();
   frames_ = {};
   newestFrames_.reset();
-  streaming_ = false;
+  stretchBegins_ = true;
   exchanges_ = failedExchanges_ = 0;
 }
 
@@ -41,15 +41,28 @@ void LinkMonitor::frame(int status, bool beyondRange) {
     ++f.badStatus;
     f.lastBadStatus = status;
   }
-  if (streaming_) f.longestGap = std::max(f.longestGap, now - f.newest);
+  const bool first = stretchBegins_.exchange(false);
+  if (!first) f.longestGap = std::max(f.longestGap, now - f.newest);
   f.newest = now;
-  if (!streaming_ || now - f.secondBegan >= second) {
+  if (first || now - f.secondBegan >= second) {
     const double length = std::chrono::duration<double>(now - f.secondBegan).count();
-    f.rate = streaming_ ? static_cast<double>(f.good - f.goodBefore) / length : 0.0;
+    f.rate = first ? 0.0 : static_cast<double>(f.good - f.goodBefore) / length;
     f.secondBegan = now;
     f.goodBefore = f.good;
   }
-  streaming_ = true;
+}
+
+void LinkMonitor::exchange(std::uint8_t command, Answer answer, int waited) {
+  ++exchanges_;
+  if (answer == Answer::good) return;
+  ++failedExchanges_;
+  const ZelReasonKind kind = answer == Answer::none ? ZEL_REASON_NO_ANSWER : ZEL_REASON_BAD_ANSWER;
+  fault_ = {kind, command, answer, waited, 0};
+}
+
+void LinkMonitor::answeredOtherCommand(std::uint8_t command) {
+  ++failedExchanges_;
+  fault_ = {ZEL_REASON_BAD_ANSWER, command, Answer::otherCommand, 0, 0};
 }
 
 zel_ftc_link_health LinkMonitor::snapshot() {

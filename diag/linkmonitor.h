@@ -1,7 +1,9 @@
-// Counts what happens on the link of the network sensor. Internal: not installed.
+// Counts what happens on the link of the network sensor, and keeps why it last failed. Internal:
+// not installed.
 #ifndef ZEL_FTC_DIAG_LINKMONITOR_H
 #define ZEL_FTC_DIAG_LINKMONITOR_H
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 
@@ -9,6 +11,18 @@
 #include "zel_ftc_diag.h"
 
 namespace zel::diag {
+
+/// How a command was answered.
+enum class Answer { good, none, cut, noPacket, wrongChecksum, otherCommand };
+
+/// Why an operation of the network sensor failed; of the last one, ZEL_REASON_NONE when it did not.
+struct LinkFault {
+  ZelReasonKind kind = ZEL_REASON_NONE;
+  std::uint8_t command = 0;      ///< of the exchange that failed
+  Answer answer = Answer::good;  ///< to it
+  int waited = 0;                ///< for it, ms
+  int error = 0;                 ///< the system's error number
+};
 
 /// Each thread counts for itself and publishes its counts as a whole; nobody waits for anybody.
 ///
@@ -27,16 +41,18 @@ class LinkMonitor {
   void skipped(int bytes) { frames_.skipped += static_cast<std::uint64_t>(bytes); }
   void wrongChecksum() { ++frames_.wrongChecksums; }
   void frame(int status, bool beyondRange);
-  /// Between two stretches of streaming, while the unpack thread is idle: the pause is no gap.
-  void streamPauses() { streaming_ = false; }
   /// Makes what was counted visible.
   void publishFrames() { newestFrames_.publish(frames_); }
 
   /// Caller's thread.
-  void exchange(bool good) {
-    ++exchanges_;
-    if (!good) ++failedExchanges_;
-  }
+  /// A stretch of streaming begins: the pause before it is no gap.
+  void streamBegins() { stretchBegins_ = true; }
+  void exchange(std::uint8_t command, Answer answer, int waited);
+  /// An answer that was good but for its command byte.
+  void answeredOtherCommand(std::uint8_t command);
+  void noPort(ZelReasonKind kind, int error) { fault_ = {kind, 0, Answer::good, 0, error}; }
+  void forgetFault() { fault_.kind = ZEL_REASON_NONE; }
+  const LinkFault& fault() const { return fault_; }
   zel_ftc_link_health snapshot();
 
  private:
@@ -60,7 +76,10 @@ class LinkMonitor {
   FrameCounts frames_;      // unpack thread
   bool streaming_ = false;  // likewise: the frame before belongs to this stretch
   NewestFrame<FrameCounts> newestFrames_;
+  std::atomic<bool> stretchBegins_{
+      true};  // said by the caller's thread, heard by the unpack thread
   std::uint64_t exchanges_ = 0, failedExchanges_ = 0;  // caller's thread
+  LinkFault fault_;                                    // likewise
 };
 
 /// Of the network sensor that is up: only one can hold the local port.

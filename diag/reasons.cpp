@@ -7,12 +7,15 @@
 
 #include "diag/codes.h"
 #include "diag/library.h"
+#include "diag/linkmonitor.h"
 #include "diag/text.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/ZelForceSensorExternal.h"
+#include "ft/sensor_protocol.h"
 #include "matrix/length3.h"
 #include "matrix/loadmodel.h"
 #include "robot/limits.h"
+#include "zel_ftc_workers.h"
 
 namespace zel::diag {
 
@@ -69,6 +72,30 @@ void stateBreak(zel_ftc_reason& reason, const ZelFTCTool& tool) {
     return state(reason, changes[i], tool.ft_diff_2.value[i], {ZEL_MUST_BE_AT_MOST, range},
                  unitOfAxis(i));
   }
+}
+
+// ---- sensor -----------------------------------------------------------------------------------
+
+void write(char (&detail)[32], std::string_view what) {
+  Text(detail, sizeof detail) << what;
+}
+
+zel_ftc_reason linkFailed(const LinkFault& fault) {
+  static constexpr const char* answers[] = {"",
+                                            "did not come",
+                                            "came in part only",
+                                            "is no packet of the protocol",
+                                            "has a wrong checksum",
+                                            "belongs to another command"};
+  zel_ftc_reason reason = because(fault.kind, answers[static_cast<int>(fault.answer)]);
+  reason.system_error = fault.error;
+  if (fault.kind == ZEL_REASON_PORT_TAKEN) reason.value = protocol::localPort;
+  if (const protocol::Command* const command = protocol::findCommand(fault.command)) {
+    write(reason.detail, command->name);
+    reason.value = fault.waited;
+    reason.unit = "ms";
+  }
+  return reason;
 }
 
 // ---- sentences --------------------------------------------------------------------------------
@@ -223,13 +250,31 @@ zel_ftc_reason unfit(const char* argument, double value, Must must, const char* 
   return reason;
 }
 
-zel_ftc_reason sensorRefused() {
+zel_ftc_reason sensorRefused(const char* ip) {
+  const LinkFault& fault = linkMonitor.fault();
+  if (!zel_is_external && fault.kind != ZEL_REASON_NONE) return linkFailed(fault);
+
   const bool connected = zel_is_external ? static_cast<SensorExternal&>(sensor()).bConnect
                                          : static_cast<SensorEtherNet_UDP&>(sensor()).bConnect;
-  if (!connected) return because(ZEL_REASON_NOT_CONNECTED);
-  zel_ftc_reason reason = because(ZEL_REASON_SENSOR_NOT_NORMAL);
-  reason.code = zel_info_.code;
-  return reason;
+  if (connected) {
+    zel_ftc_reason reason = because(ZEL_REASON_SENSOR_NOT_NORMAL);
+    reason.code = zel_info_.code;
+    return reason;
+  }
+  const int status = zel_is_external ? 0 : static_cast<SensorEtherNet_UDP&>(sensor()).CODE.load();
+  zel_ftc_worker_fault worker;
+  if (status == COMM_IP_ERROR) {
+    zel_ftc_reason reason = because(ZEL_REASON_BAD_ADDRESS, "ip");
+    write(reason.detail, ip != nullptr ? ip : "");
+    return reason;
+  }
+  if (status == COMM_THREAD_OPEN_ERROR && zel_ftc_getWorkerFault(&worker) == 1) {
+    zel_ftc_reason reason = because(ZEL_REASON_NO_THREAD);
+    write(reason.detail, worker.worker == ZEL_WORKER_RECEIVE ? "receive" : "unpack");
+    reason.system_error = worker.error;
+    return reason;
+  }
+  return because(ZEL_REASON_NOT_CONNECTED);
 }
 
 zel_ftc_reason runEnded(const ZelFTCTool& tool, ZelRunKind run, std::int32_t code) {

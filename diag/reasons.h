@@ -28,8 +28,9 @@ struct Must {
 /// `argument` is not what it must be: not finite, or out of range.
 zel_ftc_reason unfit(const char* argument, double value, Must must, const char* unit = "");
 
-/// A sensor function returned false: not connected, an exchange that failed, or the status.
-zel_ftc_reason sensorRefused();
+/// A sensor function returned false: not connected, an exchange that failed, or the status. `ip` is
+/// the address of a start.
+zel_ftc_reason sensorRefused(const char* ip = nullptr);
 
 /// A run of the tool ended or failed with `code`.
 zel_ftc_reason runEnded(const ZelFTCTool& tool, ZelRunKind run, std::int32_t code);

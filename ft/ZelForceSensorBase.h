@@ -1,10 +1,8 @@
-// The interface through which the library drives every force/torque sensor, and what its sensors
-// share: status texts, range tables, packet counting.
+// The interface through which the library drives every force/torque sensor.
 #ifndef ZEL_FTC_FT_ZELFORCESENSORBASE_H
 #define ZEL_FTC_FT_ZELFORCESENSORBASE_H
 
 #include <cstdint>
-#include <string_view>
 
 #include "zel_ftc_types.h"
 
@@ -80,33 +78,5 @@ class ZEL_FTC_API ZelSensor {
   ZelSensor& operator=(const ZelSensor&) = default;
   ~ZelSensor() = default;
 };
-
-namespace zel {
-
-/// Nominal measuring ranges per axis: Fx, Fy, Fz in N, Mx, My, Mz in N m.
-extern const double sizeA_range[6];
-extern const double sizeB_range[6];
-extern const double sizeC_range[6];
-extern const double sizeD_range[6];
-
-/// The range table of a model number; sizeB_range for a model that is not known.
-const double* rangeOfModel(std::uint8_t model);
-
-/// Which sensor class speaks: the text of ETHERNET_NO_SENSOR_ERROR names it.
-enum class SensorKind { network, external };
-
-/// Text of a status code, empty for a code without one.
-std::string_view statusText(ZelInfoCode code, SensorKind kind);
-
-/// Fills the record: counter, code and its text. A code without a text leaves code_info as it is.
-void fillStatus(zel_ft_info_t& info, std::int32_t ipoc, ZelInfoCode code, SensorKind kind);
-
-/// The packet counter after one more packet: 1, 2, ..., 100000, 0, 1, ...
-inline std::int32_t nextPacketCount(std::int32_t ipoc) {
-  constexpr std::int32_t last = 100000;
-  return ipoc + 1 > last ? 0 : ipoc + 1;
-}
-
-}  // namespace zel
 
 #endif

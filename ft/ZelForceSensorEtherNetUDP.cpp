@@ -8,29 +8,65 @@
 
 #include <algorithm>
 #include <boost/bind/bind.hpp>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <system_error>
 #include <thread>
 
+#include "diag/linkmonitor.h"
 #include "ft/sensor_protocol.h"
+#include "ft/sensor_status.h"
+#include "ft/sensor_workers.h"
 
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::this_thread::sleep_for;
+using zel::diag::linkMonitor;
 
 namespace {
 
-constexpr std::uint16_t localPort = 52000;
+int openSocket() {
+  return socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+}
+
+void allowSharing(int descriptor, int allowed) {
+  setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &allowed, sizeof allowed);
+}
+
+bool bindLocalPort(int descriptor) {
+  sockaddr_in local = {};
+  local.sin_family = AF_INET;
+  local.sin_port = htons(zel::protocol::localPort);
+  local.sin_addr.s_addr = htonl(INADDR_ANY);
+  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0) return true;
+  if (descriptor != -1) linkMonitor.noPort(ZEL_REASON_PORT_TAKEN, errno);
+  return false;
+}
+
+bool isSame(const sockaddr_in& a, const sockaddr_in& b) {
+  return a.sin_addr.s_addr == b.sin_addr.s_addr && a.sin_port == b.sin_port;
+}
 
 void endThread(std::thread*& thread) {
   if (thread == nullptr) return;
   sleep_for(microseconds(100));
-  thread->join();
-  delete thread;
+  try {
+    thread->join();
+    delete thread;
+  } catch (const std::system_error&) {
+    // The object stays: taking it away unjoined would end the process.
+  }
   thread = nullptr;
 }
 
 }  // namespace
+
+SensorEtherNet_UDP::SensorEtherNet_UDP() = default;
+
+SensorEtherNet_UDP::~SensorEtherNet_UDP() {
+  SensorEtherNet_UDP::uninitialFTSensor();
+}
 
 // ---- link -------------------------------------------------------------------------------------
 
@@ -51,30 +87,11 @@ bool SensorEtherNet_UDP::initialFTSensor(int port, const char* ip) {
 }
 
 bool SensorEtherNet_UDP::initSensorEtherNet_UDPIF(std::uint16_t port, const char* ip) {
-  if (!isFourDottedNumbers(ip)) {
+  if (!zel::protocol::isFourDottedNumbers(ip)) {
     setCODE(COMM_IP_ERROR);
     return false;
   }
-  if (sock_Client != -1) {
-    setCODE(COMM_PORT_ERROR);  // taken by this very sensor
-    return false;
-  }
-  sock_Client = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (sock_Client == -1) {
-    std::printf("1: error_code=\n");
-    return false;
-  }
-  const int reuse = 1;
-  setsockopt(sock_Client, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
-  // Shut-down wakes the receive thread; the time-out ends it even where that wake-up is missing.
-  const timeval wakeUp = {0, 100000};
-  setsockopt(sock_Client, SOL_SOCKET, SO_RCVTIMEO, &wakeUp, sizeof wakeUp);
-
-  sockaddr_in local = {};
-  local.sin_family = AF_INET;
-  local.sin_port = htons(localPort);
-  local.sin_addr.s_addr = htonl(INADDR_ANY);
-  if (bind(sock_Client, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+  if (sock_Client != -1 || !takeLocalPort()) {  // taken by this very sensor, or by another program
     setCODE(COMM_PORT_ERROR);
     return false;
   }
@@ -82,23 +99,83 @@ bool SensorEtherNet_UDP::initSensorEtherNet_UDPIF(std::uint16_t port, const char
   addr_sensor.sin_family = AF_INET;
   addr_sensor.sin_port = htons(port);
   addr_sensor.sin_addr.s_addr = static_cast<in_addr_t>(inet_addr_(ip));
-
-  bSensorRun = true;
-  try {
-    hThrd = new std::thread(boost::bind(&SensorEtherNet_UDP::run, this));
-    hThrdUnpack = new std::thread(boost::bind(&SensorEtherNet_UDP::unpack, this));
-  } catch (...) {
+  if (!startWorkers()) {
     setCODE(COMM_THREAD_OPEN_ERROR);
     return false;
   }
   return true;
 }
 
+/// Binds sock_Client to the local port, which from then on belongs to this sensor alone.
+bool SensorEtherNet_UDP::takeLocalPort() {
+  sock_Client = openSocket();
+  const int probe = openSocket();
+  if (sock_Client == -1 || probe == -1) {
+    linkMonitor.noPort(ZEL_REASON_NO_SOCKET, errno);
+    std::printf("1: error_code=\n");
+  }
+  // A socket with the sharing option is let in beside others that have it; one without is refused
+  // wherever anybody is. So the probe asks, and holds the port until sock_Client is there: of two
+  // programs that start at once only one gets it. Then nobody else is let in any more.
+  bool taken = sock_Client != -1 && bindLocalPort(probe);
+  allowSharing(probe, 1);
+  allowSharing(sock_Client, 1);
+  taken = taken && bindLocalPort(sock_Client);
+  allowSharing(sock_Client, 0);
+  if (probe != -1) close(probe);
+  return taken;
+}
+
+/// Both threads wait until both have their place, so that none runs where it should not.
+bool SensorEtherNet_UDP::startWorkers() {
+  using Sensor = SensorEtherNet_UDP;
+  // Shut-down wakes the receive thread; the time-out ends it even where that wake-up is missing.
+  const timeval wakeUp = {0, 100000};
+  setsockopt(sock_Client, SOL_SOCKET, SO_RCVTIMEO, &wakeUp, sizeof wakeUp);
+  linkMonitor.reset();
+  unpackWaits = zel::workerSetting.unpack_waits;
+  bSensorRun = true;
+  workersPlaced = 0;
+  const bool started =
+      zel::startWorker(hThrd, ZEL_WORKER_RECEIVE, boost::bind(&Sensor::work, this, &Sensor::run)) &&
+      zel::startWorker(hThrdUnpack, ZEL_WORKER_UNPACK,
+                       boost::bind(&Sensor::work, this, &Sensor::unpack));
+  if (!started) bSensorRun = false;
+  workersPlaced = 1;
+  workersPlaced.notify_all();
+  return started;
+}
+
 bool SensorEtherNet_UDP::connect() {
   changeToBinaryMode();
   stopSample();
   sleep_for(milliseconds(200));
+  if (getDevModelInfo(dev_info)) return true;
+  if (!framesComeIn()) return false;
+  // The sensor streams still, for a host that has gone without stopping it: what came first was
+  // taken for the answer.
+  post(COMMAND_STOP_CAPTURE, nullptr, 0);
+  sleep_for(milliseconds(50));
+  setCODE(COMM_INIT);
   return getDevModelInfo(dev_info);
+}
+
+/// Whether a streamed frame arrives within 100 ms.
+bool SensorEtherNet_UDP::framesComeIn() {
+  if (!claimQueue(1)) return false;
+  bool frame = false;
+  for (int waits = 0; !frame && waits < 100;) {
+    std::uint8_t packet[zel::protocol::largestPacket];
+    const int n = takePacket(packet);
+    constexpr auto commandAt = zel::protocol::bodyOffset + zel::protocol::commandOffset;
+    frame = n > int{zel::protocol::commandOffset} && packet[commandAt] == COMMAND_CONTINUE_CAPTURE;
+    if (n < 0) {
+      sleep_for(milliseconds(1));
+      ++waits;
+    }
+  }
+  releaseQueue();
+  return frame;
 }
 
 bool SensorEtherNet_UDP::uninitialFTSensor() {
@@ -106,8 +183,8 @@ bool SensorEtherNet_UDP::uninitialFTSensor() {
     stopSample();
     sleep_for(milliseconds(100));
   }
-  bSampleMode = false;
   bSensorRun = false;
+  setStreaming(false);
   // Closing a socket does not wake a thread that is blocked in it, shutting it down does: Linux
   // does so for a socket without a peer as well, although it reports ENOTCONN.
   if (sock_Client != -1) shutdown(sock_Client, SHUT_RDWR);
@@ -122,64 +199,131 @@ bool SensorEtherNet_UDP::uninitialFTSensor() {
 
 // ---- threads ----------------------------------------------------------------------------------
 
+/// Body of both threads.
+void SensorEtherNet_UDP::work(void (SensorEtherNet_UDP::*body)()) {
+  workersPlaced.wait(0);
+  (this->*body)();
+}
+
 void SensorEtherNet_UDP::run() {
   std::uint8_t datagram[128];
   while (bSensorRun) {
-    const ssize_t received = recvfrom(sock_Client, datagram, sizeof datagram, 0, nullptr, nullptr);
-    if (received > 0) R_FIFO.WriteBuffer(datagram, static_cast<std::int32_t>(received));
+    sockaddr_in from;
+    socklen_t size = sizeof from;
+    const ssize_t received = recvfrom(sock_Client, datagram, sizeof datagram, 0,
+                                      reinterpret_cast<sockaddr*>(&from), &size);
+    if (received > 0) {
+      const auto length = static_cast<std::int32_t>(received);
+      const bool fits = R_FIFO.GetReserveCount() >= length;
+      linkMonitor.datagram(static_cast<std::uint64_t>(received), isSame(from, addr_sensor), fits);
+      if (fits) R_FIFO.WriteBuffer(datagram, length);
+      callUnpackThread();
+    }
     sleep_for(microseconds(1));
   }
 }
 
 void SensorEtherNet_UDP::unpack() {
   while (bSensorRun) {
+    // A call from here on is heard, also one that comes before the wait begins.
+    const int calls = unpackCalls;
     while (unpackStep()) {
     }
-    _mm_pause();
+    if (!unpackWaits) {
+      _mm_pause();
+    } else if (bSensorRun) {
+      unpackCalls.wait(calls);
+    }
   }
+}
+
+/// Lets the unpack thread look again, for what has been changed before: bytes, streaming, run.
+void SensorEtherNet_UDP::callUnpackThread() {
+  if (!unpackWaits) return;
+  ++unpackCalls;
+  unpackCalls.notify_one();
+}
+
+void SensorEtherNet_UDP::setStreaming(bool on) {
+  if (on) linkMonitor.streamBegins();
+  bSampleMode = on;
+  callUnpackThread();
 }
 
 /// One packet or one piece of garbage. False when there is nothing to do now.
 bool SensorEtherNet_UDP::unpackStep() {
   if (R_FIFO.GetDataCount() <= 2 || !bSampleMode || !bSensorRun) return false;
   if (!claimQueue()) return false;
+  std::uint8_t packet[zel::protocol::largestPacket];
   // An exchange may have emptied the queue, and the stream may have been stopped, meanwhile.
-  const bool more = bSampleMode && takePacket();
+  const int n = bSampleMode ? takePacket(packet) : -1;
+  if (n > 0) updatData(packet + zel::protocol::bodyOffset, n);
+  if (n >= 0) linkMonitor.publishFrames();
   releaseQueue();
-  return more;
+  return n >= 0;
 }
 
-bool SensorEtherNet_UDP::takePacket() {
+/// Takes a packet out of the queue, which the caller has claimed: its N, the length of its body.
+/// 0: dropped something that is no packet, or none with a right CRC. -1: no whole packet is there.
+int SensorEtherNet_UDP::takePacket(std::uint8_t* packet) {
   const std::int32_t held = R_FIFO.GetDataCount();
-  if (held <= 2) return false;
-  std::uint8_t packet[zel::protocol::largestPacket];
-  R_FIFO.ReadBuffer(packet, 3);
+  if (held <= 2) return -1;
+  R_FIFO.ReadBuffer(packet, zel::protocol::bodyOffset);
+  const auto skip = [&](int bytes) {
+    R_FIFO.Clear(bytes);
+    linkMonitor.skipped(bytes);
+  };
   if (packet[0] != PACKET_HEAD1) {
-    R_FIFO.Clear(1);
+    skip(1);
   } else if (packet[1] == PACKET_HEAD2) {
     const int n = packet[2];
-    const int length = n + static_cast<int>(zel::protocol::overhead);
-    if (held < length) return false;
+    const int length = n + int{zel::protocol::overhead};
+    if (held < length) return -1;
     R_FIFO.ReadBuffer(packet, length);
     R_FIFO.Clear(length);
-    if (verifyPacket(packet)) updatData(packet + 3, n);
+    if (verifyPacket(packet)) return n;
+    linkMonitor.wrongChecksum();
   } else if (packet[1] != PACKET_HEAD1) {
-    R_FIFO.Clear(2);
+    skip(2);
   } else {
-    R_FIFO.Clear(1);  // the second F6 may start a packet
+    skip(1);  // the second F6 may start a packet
   }
-  return true;
+  return 0;
 }
 
 // ---- readings ---------------------------------------------------------------------------------
 
-/// Copies the newest reading and returns the status to show with it: normal only when both CODE and
-/// the reading's own status are. The two may belong to neighbouring frames.
-ZelInfoCode SensorEtherNet_UDP::takeReading(double* out) {
+const zel::SensorFrame& SensorEtherNet_UDP::newestFrame() {
   const zel::SensorFrame& frame = rawData.newest();
+  if (frame.number != shown.frame) shown = {frame.number, frame.ipoc, frame.code};
+  return frame;
+}
+
+void SensorEtherNet_UDP::clearIPOC() {
+  IPOC = 0;
+  newestFrame();
+  shown.ipoc = 0;
+}
+
+void SensorEtherNet_UDP::countIPOC() {
+  const int count = zel::nextPacketCount(IPOC);
+  IPOC = count;
+  newestFrame();
+  shown.ipoc = count;
+}
+
+void SensorEtherNet_UDP::setCODE(ZelInfoCode code) {
+  CODE = code;
+  newestFrame();
+  shown.code = code;
+}
+
+/// Copies the newest reading and returns the status to show with it. An operation of the caller can
+/// make it a bad one, never a normal one.
+ZelInfoCode SensorEtherNet_UDP::takeReading(double* out) {
+  const zel::SensorFrame& frame = newestFrame();
   std::copy_n(frame.value, 6, out);
-  const ZelInfoCode current = CODE;
-  return current == FT_N0RMAL ? frame.code : current;
+  return shown.code == FT_N0RMAL ? frame.code : shown.code;
 }
 
 bool SensorEtherNet_UDP::getRawData(double* out) {
@@ -192,9 +336,9 @@ void SensorEtherNet_UDP::getInfo(zel_ft_info_t& info) {
 
 bool SensorEtherNet_UDP::getFTSensorData(double* out, zel_ft_info_t& info) {
   if (bConnect && bSampleMode && out != nullptr) {
-    const ZelInfoCode shown = takeReading(out);
-    zel::fillStatus(info, IPOC, shown, zel::SensorKind::network);
-    return shown == FT_N0RMAL;
+    const ZelInfoCode code = takeReading(out);
+    zel::fillStatus(info, shown.ipoc, code, zel::SensorKind::network);
+    return code == FT_N0RMAL;
   }
   const bool result = bConnect && singleCapture(out);
   getInfo(info);
@@ -204,6 +348,8 @@ bool SensorEtherNet_UDP::getFTSensorData(double* out, zel_ft_info_t& info) {
 void SensorEtherNet_UDP::getFTSensorRange(double* out) {
   if (out != nullptr) std::copy_n(zel::rangeOfModel(dev_info.model), 6, out);
 }
+
+void SensorEtherNet_UDP::getFTSensorInfo(zel_ft_info_t&) {}
 
 void SensorEtherNet_UDP::PrintBuffer(const std::uint8_t* buf, int len) {
   std::printf("buff: ");

@@ -15,11 +15,21 @@
 
 namespace zel {
 
-/// A streamed reading: six values that arrived together and what the sensor said about them.
+/// A streamed reading: six values that arrived together, what the sensor said about them, and the
+/// frame's count.
 struct SensorFrame {
   double value[6] = {};          ///< N, N m
   ZelInfoCode code = COMM_INIT;  ///< status of this very frame; before the first: none came yet
+  std::int32_t ipoc = 0;         ///< IPOC with this frame
+  std::uint64_t number = 0;      ///< of the frames of this object, from 1 on; 0: no frame
 };
+
+namespace protocol {
+struct Command;
+}  // namespace protocol
+namespace diag {
+enum class Answer;
+}  // namespace diag
 
 }  // namespace zel
 
@@ -29,7 +39,9 @@ struct SensorFrame {
 /// receive thread (run: datagrams into R_FIFO) and the unpack thread (unpack: packets out of R_FIFO
 /// into rawData). initialFTSensor starts the two, uninitialFTSensor ends them. The unpack thread
 /// spins while the sensor is up, so that a frame is published the moment it is complete: give it a
-/// processor core of its own. The local UDP port is 52000 and cannot be chosen.
+/// processor core of its own, or let it wait. Where and how the two run is chosen with
+/// zel_ftc_workers.h; they take over nothing else from the caller. The local UDP port is 52000,
+/// cannot be chosen, and is shared with nobody.
 ///
 ///   state                bConnect  bSensorRun  bSampleMode  readings come from
 ///   closed               false     false       false        -
@@ -37,9 +49,9 @@ struct SensorFrame {
 ///   connected, polled    true      true        false        one request per getFTSensorData
 ///
 /// While streaming, getFTSensorData is real-time safe: it takes the newest whole frame and never
-/// waits for a thread. Everything else exchanges datagrams and sleeps. Settings pause the stream
-/// (50 ms), exchange, and start it again (50 ms); they return false, nothing sent, while not
-/// connected. A failed exchange sets CODE to COMM_CMDRETURN_ERROR unless stated otherwise.
+/// waits for a thread nor wakes one. Everything else exchanges datagrams and sleeps. Settings pause
+/// the stream (50 ms), exchange, and start it again (50 ms); they return false, nothing sent, while
+/// not connected. A failed exchange sets CODE to COMM_CMDRETURN_ERROR unless stated otherwise.
 ///
 /// The fields are open for diagnostics; change them through the operations.
 class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
@@ -53,7 +65,8 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   DeviceModelInfo dev_info = {};         ///< from the identity query
   std::atomic<bool> bSampleMode{false};  ///< streaming: the unpack thread consumes R_FIFO
 
-  // Written by the unpack thread while streaming, by the caller's otherwise.
+  // Written by the unpack thread with each frame (the reading first, its count last), by the
+  // caller's otherwise.
   zel::NewestFrame<zel::SensorFrame> rawData;  ///< taken by the caller's thread only
   std::atomic<double> ft_range[6] = {};        ///< overload limits; 0 before the identity query
   std::atomic<int> IPOC{0};                    ///< frames counted (wraps after 100000)
@@ -118,29 +131,33 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   static constexpr std::uint8_t COMMAND_SET_ADC_GAIN = 209;
   static constexpr std::uint8_t COMMAND_GET_ADC_GAIN = 210;
 
-  SensorEtherNet_UDP() = default;
-  ~SensorEtherNet_UDP() { SensorEtherNet_UDP::uninitialFTSensor(); }
+  SensorEtherNet_UDP();
+  ~SensorEtherNet_UDP();
   SensorEtherNet_UDP(const SensorEtherNet_UDP&) = delete;
   SensorEtherNet_UDP& operator=(const SensorEtherNet_UDP&) = delete;
 
   // ---- Sensor interface -----------------------------------------------------------------------
 
-  /// Opens the link, asks for the identity, starts streaming. About half a second.
+  /// Opens the link, asks for the identity, starts streaming. About half a second; a sensor that
+  /// streams still (its last host has gone without a word) is told to stop and asked once more.
   ///
   /// False with the reason in CODE, everything taken down again: COMM_IP_ERROR (null or not four
-  /// dotted numbers; no socket was opened), COMM_PORT_ERROR (local port taken, or no answer to the
-  /// identity query), COMM_THREAD_OPEN_ERROR, COMM_INIT (no socket to be had). It can be tried
-  /// again at once. When already connected: true, CODE is COMM_INIT until the next frame.
+  /// dotted numbers; no socket was opened), COMM_PORT_ERROR (no socket to be had, local port taken,
+  /// or no answer to the identity query), COMM_THREAD_OPEN_ERROR (see zel_ftc_getWorkerFault). It
+  /// can be tried again at once. When already connected: true, CODE is COMM_INIT until the next
+  /// frame.
   bool initialFTSensor(int port, const char* ip) override;
   /// Stops the stream, ends both threads, closes the socket. Good in every state, any number of
   /// times; always true. Up to 0.35 s.
   bool uninitialFTSensor() override;
   /// True when the reading is normal. Otherwise it is handed out all the same while streaming, and
-  /// info tells what is wrong. The age of a reading is not checked: a sensor that has fallen silent
-  /// leaves its last one in place, and info.IPOC stands still.
+  /// info tells what is wrong: values, status and counter are those of one frame, but for a status
+  /// that an operation of the caller has set since (COMM_INIT, COMM_CMDRETURN_ERROR). The age of a
+  /// reading is not checked: a sensor that has fallen silent leaves its last one in place, and
+  /// info.IPOC stands still.
   bool getFTSensorData(double* out, zel_ft_info_t& info) override;
   void getFTSensorRange(double* out) override;
-  void getFTSensorInfo(zel_ft_info_t&) override {}
+  void getFTSensorInfo(zel_ft_info_t&) override;
   /// False unless connected and not streaming.
   bool setFTSensorStartSample() override;
   /// False unless connected and streaming.
@@ -172,17 +189,19 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   /// Socket, local port and threads. False when one cannot be had or a link is open already; what
   /// was opened stays open until uninitialFTSensor.
   bool initSensorEtherNet_UDPIF(std::uint16_t port, const char* ip);
-  /// Binary mode, stream off, identity.
+  /// Binary mode, stream off, identity. The stop command is sent only when the identity query has
+  /// failed while data frames come in; then the query is repeated once.
   bool connect();
   void run();     ///< body of the receive thread
   void unpack();  ///< body of the unpack thread
 
-  void clearIPOC() { IPOC = 0; }
-  void countIPOC() { IPOC = zel::nextPacketCount(IPOC); }
-  void setCODE(ZelInfoCode code) { CODE = code; }
-  void getInfo(zel_ft_info_t& info);
-  /// Copies the newest streamed reading, connected or not. True when the reading's own status and
-  /// CODE are both normal; never before the first frame, whatever CODE says.
+  // Caller's thread. What they set goes with the readings until a frame comes in after it.
+  void clearIPOC();
+  void countIPOC();
+  void setCODE(ZelInfoCode code);
+  void getInfo(zel_ft_info_t& info);  ///< the present counter and status
+  /// Copies the newest streamed reading, connected or not. True when it is normal, as for
+  /// getFTSensorData; never before the first frame.
   bool getRawData(double* out);
   /// "buff: ", the bytes as decimal numbers, newline, to standard output.
   void PrintBuffer(const std::uint8_t* buf, int len);
@@ -248,35 +267,57 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   bool setAlarmThresholdValue(const double* thresholds);
 
  private:
-  /// What makes a command succeed: an answer, or an answer that carries the command's code.
-  enum class Check { answered, commandByte };
   struct Reply;
 
-  static bool isFourDottedNumbers(const char* text);
-  bool claimQueue();
-  bool claimQueue(int patience);
-  void releaseQueue() { queueClaimed.store(false, std::memory_order_release); }
-  void emptyQueue();
-  bool post(int cmd, const std::uint8_t* args, int arg_len);
-  int exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret, int headWait,
-               int bodyWait);
-  int readReply(std::uint8_t* ret, int headWait, int bodyWait);
-  bool query(int cmd, int wait, int shortest, Reply& reply);
-  bool command(int cmd, int wait);
-  bool command(int cmd, const std::uint8_t* args, int arg_len, Check check = Check::commandByte);
-  bool switchCommand(int cmd, bool on);
-  bool sixValueCommand(int cmd, const double* values);
-  bool addressCommand(int cmd, const char* text);
-  ZelInfoCode noteStatus(std::uint8_t status, const double* checked);
-  bool unpackStep();
-  bool takePacket();
-  ZelInfoCode takeReading(double* out);
+  ZEL_FTC_HIDDEN bool takeLocalPort();
+  ZEL_FTC_HIDDEN bool startWorkers();
+  ZEL_FTC_HIDDEN void work(void (SensorEtherNet_UDP::*body)());
+  ZEL_FTC_HIDDEN void callUnpackThread();
+  ZEL_FTC_HIDDEN void setStreaming(bool on);
+  ZEL_FTC_HIDDEN bool framesComeIn();
+
+  ZEL_FTC_HIDDEN bool claimQueue();
+  ZEL_FTC_HIDDEN bool claimQueue(int patience);
+  ZEL_FTC_HIDDEN void releaseQueue();
+  ZEL_FTC_HIDDEN void emptyQueue();
+  ZEL_FTC_HIDDEN bool unpackStep();
+  ZEL_FTC_HIDDEN int takePacket(std::uint8_t* packet);
+
+  ZEL_FTC_HIDDEN bool post(int cmd, const std::uint8_t* args, int arg_len);
+  ZEL_FTC_HIDDEN bool exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret,
+                               int headWait, int bodyWait);
+  ZEL_FTC_HIDDEN zel::diag::Answer readReply(std::uint8_t* ret, int headWait, int bodyWait);
+  ZEL_FTC_HIDDEN bool command(const zel::protocol::Command& row, const std::uint8_t* payload,
+                              Reply& reply);
+  ZEL_FTC_HIDDEN bool command(const zel::protocol::Command& row,
+                              const std::uint8_t* payload = nullptr);
+  ZEL_FTC_HIDDEN bool switchCommand(const zel::protocol::Command& row, bool on);
+  ZEL_FTC_HIDDEN bool sixValueCommand(const zel::protocol::Command& row, const double* values);
+  ZEL_FTC_HIDDEN bool addressCommand(const zel::protocol::Command& row, const char* text);
   template <typename Operation>
   bool whilePaused(Operation operation);
+
+  ZEL_FTC_HIDDEN bool isBeyondRange(const double* values);
+  ZEL_FTC_HIDDEN ZelInfoCode told(std::uint8_t status, const double* checked);
+  ZEL_FTC_HIDDEN const zel::SensorFrame& newestFrame();
+  ZEL_FTC_HIDDEN ZelInfoCode takeReading(double* out);
 
   /// R_FIFO has one reader at a time: the unpack thread for each packet, or an exchange of the
   /// caller's thread from emptying the queue to the end of the answer.
   std::atomic<bool> queueClaimed{false};
+
+  std::atomic<int> workersPlaced{0};  ///< 1: the threads may begin
+  std::atomic<int> unpackCalls{0};    ///< moves when there is something for the unpack thread
+  bool unpackWaits = false;           ///< for such a call, instead of spinning; constant
+
+  std::uint64_t framesTaken = 0;  ///< unpack thread
+  /// Caller's thread: what goes with a reading of the newest frame. The frame's own counter and
+  /// status, until an operation of the caller sets others.
+  struct {
+    std::uint64_t frame;
+    std::int32_t ipoc;
+    ZelInfoCode code;
+  } shown = {0, 0, COMM_INIT};
 };
 
 #endif

@@ -9,8 +9,10 @@
 #include <cstring>
 #include <thread>
 
+#include "diag/linkmonitor.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/sensor_protocol.h"
+#include "ft/sensor_status.h"
 
 using std::chrono::milliseconds;
 using std::this_thread::sleep_for;
@@ -18,13 +20,10 @@ namespace protocol = zel::protocol;
 
 namespace {
 
-constexpr int largestPayload = 252;
-constexpr int largestBody = 255;
-constexpr int payloadOffset = static_cast<int>(protocol::fixedBody);
-constexpr int shortestDataFrame = payloadOffset + 6 * 4;
-
-/// What a command with a payload waits for its answer. Those without have a wait of their own.
-constexpr int payloadWait = 100;
+using protocol::commandOf;
+using protocol::payloadOffset;
+using zel::diag::Answer;
+using zel::diag::linkMonitor;
 
 /// Thousandths of a value, truncated toward zero, low 32 bits.
 std::uint32_t lowBitsOfThousandths(double value) {
@@ -48,12 +47,11 @@ void decodeChannels(const std::uint8_t* body, double* value) {
 
 }  // namespace
 
-/// The N bytes of an answer.
+/// The body of an answer; what the answer leaves out is 0.
 struct SensorEtherNet_UDP::Reply {
-  std::uint8_t body[largestBody] = {};
+  std::uint8_t body[protocol::largestBody] = {};
 
-  std::uint8_t command() const { return body[VALID_DATA_COMMAND_BYTE_OFFSET]; }
-  std::uint8_t status() const { return body[1]; }
+  const std::uint8_t* payload() const { return body + payloadOffset; }
 };
 
 // ---- packets ----------------------------------------------------------------------------------
@@ -64,26 +62,14 @@ std::uint16_t SensorEtherNet_UDP::crc16Cal(const std::uint8_t* data, int len) {
 
 int SensorEtherNet_UDP::createCmdPack(std::uint8_t cmd, const std::uint8_t* args, int args_len,
                                       std::uint8_t* ret) {
-  if (args_len < 0 || args_len > largestPayload || ret == nullptr) return 0;
-  if (args_len > 0 && args == nullptr) return 0;
-  return static_cast<int>(
-      protocol::writePacket(ret, 0, cmd, args, static_cast<std::size_t>(args_len)));
+  if (args_len < 0 || ret == nullptr) return 0;
+  const auto length = static_cast<std::size_t>(args_len);
+  if (length > protocol::largestPayload || (length > 0 && args == nullptr)) return 0;
+  return static_cast<int>(protocol::writePacket(ret, 0, cmd, args, length));
 }
 
 bool SensorEtherNet_UDP::verifyPacket(const std::uint8_t* packet) {
   return packet != nullptr && protocol::crcMatches(packet);
-}
-
-bool SensorEtherNet_UDP::isFourDottedNumbers(const char* text) {
-  if (text == nullptr) return false;
-  int numbers = 0;
-  for (const char* c = text;; ++c) {
-    if (*c < '0' || *c > '9') return false;
-    while (*c >= '0' && *c <= '9') ++c;
-    ++numbers;
-    if (*c == '\0') return numbers == 4;
-    if (*c != '.') return false;
-  }
 }
 
 unsigned long SensorEtherNet_UDP::inet_addr_(const char* text) {
@@ -129,6 +115,10 @@ bool SensorEtherNet_UDP::claimQueue(int patience) {
   return false;
 }
 
+void SensorEtherNet_UDP::releaseQueue() {
+  queueClaimed.store(false, std::memory_order_release);
+}
+
 /// Drops what is queued, unless the unpack thread is held up in the middle of a packet.
 void SensorEtherNet_UDP::emptyQueue() {
   if (!claimQueue(0)) return;
@@ -164,27 +154,29 @@ bool SensorEtherNet_UDP::post(int cmd, const std::uint8_t* args, int arg_len) {
   return true;
 }
 
-/// Sends a command and takes its answer. Returns N, the length of the answer's body, or -1.
-int SensorEtherNet_UDP::exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret,
-                                 int headWait, int bodyWait) {
-  if (!claimQueue(headWait)) return -1;
-  R_FIFO.Clear();  // stale bytes are no answer
-  const int n = post(cmd, args, arg_len) ? readReply(ret, headWait, bodyWait) : -1;
-  releaseQueue();
-  return n;
+/// Sends a command and takes its answer, whose body goes into ret.
+bool SensorEtherNet_UDP::exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret,
+                                  int headWait, int bodyWait) {
+  Answer answer = Answer::none;
+  if (claimQueue(headWait)) {
+    R_FIFO.Clear();  // stale bytes are no answer
+    if (post(cmd, args, arg_len)) answer = readReply(ret, headWait, bodyWait);
+    releaseQueue();
+  }
+  linkMonitor.exchange(static_cast<std::uint8_t>(cmd), answer, 2 * headWait);  // 2 ms a unit
+  return answer == Answer::good;
 }
 
-int SensorEtherNet_UDP::readReply(std::uint8_t* ret, int headWait, int bodyWait) {
+Answer SensorEtherNet_UDP::readReply(std::uint8_t* ret, int headWait, int bodyWait) {
   std::uint8_t packet[protocol::largestPacket];
-  constexpr int head = 3;
-  if (readFromSensor(packet, head, headWait) == 0) return -1;
-  if (packet[0] != PACKET_HEAD1 || packet[1] != PACKET_HEAD2) return -1;
+  constexpr int head = protocol::bodyOffset;
+  if (readFromSensor(packet, head, headWait) == 0) return Answer::none;
+  if (packet[0] != PACKET_HEAD1 || packet[1] != PACKET_HEAD2) return Answer::noPacket;
   const int n = packet[2];
-  constexpr int crcAndTail = 4;
-  if (readFromSensor(packet + head, n + crcAndTail, bodyWait) == 0) return -1;
-  if (!verifyPacket(packet)) return -1;
+  if (readFromSensor(packet + head, n + int{protocol::trailer}, bodyWait) == 0) return Answer::cut;
+  if (!verifyPacket(packet)) return Answer::wrongChecksum;
   if (ret != nullptr) std::copy_n(packet + head, n, ret);
-  return n;
+  return Answer::good;
 }
 
 bool SensorEtherNet_UDP::simpleCommunication(int cmd, std::uint8_t* ret, int timeout_ms) {
@@ -192,7 +184,7 @@ bool SensorEtherNet_UDP::simpleCommunication(int cmd, std::uint8_t* ret, int tim
     emptyQueue();
     return post(cmd, nullptr, 0);
   }
-  return exchange(cmd, nullptr, 0, ret, timeout_ms, timeout_ms + 100) >= 0;
+  return exchange(cmd, nullptr, 0, ret, timeout_ms, timeout_ms + 100);
 }
 
 bool SensorEtherNet_UDP::simpleCommunication2(int cmd, const std::uint8_t* args, int arg_len,
@@ -201,77 +193,70 @@ bool SensorEtherNet_UDP::simpleCommunication2(int cmd, const std::uint8_t* args,
     emptyQueue();
     return post(cmd, args, arg_len);
   }
-  return exchange(cmd, args, arg_len, ret, timeout_ms + 100, timeout_ms + 100) >= 0;
+  return exchange(cmd, args, arg_len, ret, timeout_ms + 100, timeout_ms + 100);
 }
 
 void SensorEtherNet_UDP::changeToBinaryMode() {
-  constexpr char text[] = "<BINARY>";
-  sendToSensor(reinterpret_cast<const std::uint8_t*>(text), sizeof text - 1);
+  constexpr std::string_view text = protocol::binaryRequest;
+  sendToSensor(reinterpret_cast<const std::uint8_t*>(text.data()), static_cast<int>(text.size()));
   sleep_for(milliseconds(200));
   emptyQueue();
 }
 
 // ---- commands ---------------------------------------------------------------------------------
 
-/// A command whose answer is read: at least `shortest` bytes that carry the command's code.
-bool SensorEtherNet_UDP::query(int cmd, int wait, int shortest, Reply& reply) {
-  return exchange(cmd, nullptr, 0, reply.body, wait, wait + 100) >= shortest &&
-         reply.command() == cmd;
-}
-
-bool SensorEtherNet_UDP::command(int cmd, int wait) {
-  Reply reply;
-  if (query(cmd, wait, payloadOffset, reply)) return true;
-  setCODE(COMM_CMDRETURN_ERROR);
+/// Runs a command: sends it with its payload, waits and judges the answer as its row says.
+bool SensorEtherNet_UDP::command(const protocol::Command& row, const std::uint8_t* payload,
+                                 Reply& reply) {
+  const bool answered = row.payload == 0 ? simpleCommunication(row.code, reply.body, row.wait)
+                                         : simpleCommunication2(row.code, payload, int(row.payload),
+                                                                reply.body, row.wait);
+  const bool accepted =
+      row.check == protocol::Check::answered || reply.body[protocol::commandOffset] == row.code;
+  if (answered && accepted) return true;
+  if (answered) linkMonitor.answeredOtherCommand(row.code);
+  setCODE(row.failure);
   return false;
 }
 
-bool SensorEtherNet_UDP::command(int cmd, const std::uint8_t* args, int arg_len, Check check) {
+/// A command whose answer tells no more than that it was taken.
+bool SensorEtherNet_UDP::command(const protocol::Command& row, const std::uint8_t* payload) {
   Reply reply;
-  if (simpleCommunication2(cmd, args, arg_len, reply.body, payloadWait) &&
-      (check == Check::answered || reply.command() == cmd)) {
-    return true;
-  }
-  setCODE(COMM_CMDRETURN_ERROR);
-  return false;
+  return command(row, payload, reply);
 }
 
-bool SensorEtherNet_UDP::switchCommand(int cmd, bool on) {
+bool SensorEtherNet_UDP::switchCommand(const protocol::Command& row, bool on) {
   const std::uint8_t payload = on ? 1 : 0;
-  return command(cmd, &payload, 1, Check::answered);
+  return command(row, &payload);
 }
 
-bool SensorEtherNet_UDP::sixValueCommand(int cmd, const double* values) {
+bool SensorEtherNet_UDP::sixValueCommand(const protocol::Command& row, const double* values) {
   if (values == nullptr) return false;
   std::uint8_t payload[24];
   for (int i = 0; i < 6; ++i) {
     if (!std::isfinite(values[i] * 1000.0)) {
-      setCODE(COMM_CMDRETURN_ERROR);
+      setCODE(row.failure);
       return false;
     }
     writeUint32(payload + 4 * i, lowBitsOfThousandths(values[i]));
   }
-  return command(cmd, payload, sizeof payload);
+  return command(row, payload);
 }
 
-bool SensorEtherNet_UDP::addressCommand(int cmd, const char* text) {
-  if (!isFourDottedNumbers(text)) {
+bool SensorEtherNet_UDP::addressCommand(const protocol::Command& row, const char* text) {
+  if (!protocol::isFourDottedNumbers(text)) {
     setCODE(COMM_IP_ERROR);
     return false;
   }
   std::uint8_t payload[4];
   writeUint32(payload, static_cast<std::uint32_t>(inet_addr_(text)));
-  return command(cmd, payload, sizeof payload);
+  return command(row, payload);
 }
 
 bool SensorEtherNet_UDP::getDevModelInfo(DeviceModelInfo& info) {
-  constexpr int shortest = payloadOffset + 7;
   Reply reply;
-  if (!query(COMMAND_GET_DEVICE_INFO, 400, shortest, reply)) {
-    setCODE(COMM_PORT_ERROR);
-    return false;
-  }
-  const std::uint8_t* identity = reply.body + payloadOffset;
+  if (!command(commandOf(COMMAND_GET_DEVICE_INFO), nullptr, reply)) return false;
+  const std::uint8_t* const identity = reply.payload();
   info.year = identity[0];
   info.month = identity[1];
   info.date = identity[2];
@@ -283,21 +268,16 @@ bool SensorEtherNet_UDP::getDevModelInfo(DeviceModelInfo& info) {
 }
 
 bool SensorEtherNet_UDP::getAlarmAxis(std::uint8_t* out) {
-  if (out == nullptr) return false;
-  constexpr int axes = 6;
   Reply reply;
-  if (!query(COMMAND_GET_ALARM_AXIS, 200, payloadOffset + axes, reply)) {
-    setCODE(COMM_PORT_ERROR);
-    return false;
-  }
-  std::copy_n(reply.body + payloadOffset, axes, out);
+  if (out == nullptr || !command(commandOf(COMMAND_GET_ALARM_AXIS), nullptr, reply)) return false;
+  std::copy_n(reply.payload(), 6, out);
   return true;
 }
 
 bool SensorEtherNet_UDP::startSample() {
   if (bSampleMode) return true;
   simpleCommunication(COMMAND_CONTINUE_CAPTURE, nullptr, 0);
-  bSampleMode = true;
+  setStreaming(true);
   sleep_for(milliseconds(50));
   return true;
 }
@@ -305,41 +285,41 @@ bool SensorEtherNet_UDP::startSample() {
 bool SensorEtherNet_UDP::stopSample() {
   if (!bSampleMode) return true;
   simpleCommunication(COMMAND_STOP_CAPTURE, nullptr, 0);
-  bSampleMode = false;
+  setStreaming(false);
   sleep_for(milliseconds(50));
   return true;
 }
 
 bool SensorEtherNet_UDP::zeroReset() {
-  return command(COMMAND_ZERO_RESET, 100);
+  return command(commandOf(COMMAND_ZERO_RESET));
 }
 
 bool SensorEtherNet_UDP::saveUserSetting() {
-  return command(COMMAND_SAVE_TO_PROFILE, 4000);
+  return command(commandOf(COMMAND_SAVE_TO_PROFILE));
 }
 
 bool SensorEtherNet_UDP::setLowPassFilter(std::uint8_t setting) {
-  return command(COMMAND_SET_FILTER_RANG, &setting, 1);
+  return command(commandOf(COMMAND_SET_FILTER_RANG), &setting);
 }
 
 bool SensorEtherNet_UDP::setToolTransform(const double* transform) {
-  return sixValueCommand(COMMAND_TOOL_TRANSFORM, transform);
+  return sixValueCommand(commandOf(COMMAND_TOOL_TRANSFORM), transform);
 }
 
 bool SensorEtherNet_UDP::setEnableIIRFilter(bool enable) {
-  return switchCommand(COMMAND_ENABLE_IIR_FILTER, enable);
+  return switchCommand(commandOf(COMMAND_ENABLE_IIR_FILTER), enable);
 }
 
 bool SensorEtherNet_UDP::setEnableFIRFilter(bool enable) {
-  return switchCommand(COMMAND_ENABLE_FIR_FILTER, enable);
+  return switchCommand(commandOf(COMMAND_ENABLE_FIR_FILTER), enable);
 }
 
 bool SensorEtherNet_UDP::setMedianFilterDepth(std::uint8_t depth) {
-  return command(COMMAND_SET_MEDIAN_FILTER_PARA, &depth, 1, Check::answered);
+  return command(commandOf(COMMAND_SET_MEDIAN_FILTER_PARA), &depth);
 }
 
 bool SensorEtherNet_UDP::setSmoothAverFilterDepth(std::uint8_t depth) {
-  return command(COMMAND_SET_SMOOTH_AVER_FILTER_PARA, &depth, 1);
+  return command(commandOf(COMMAND_SET_SMOOTH_AVER_FILTER_PARA), &depth);
 }
 
 bool SensorEtherNet_UDP::setKalmanFilterPara(KalmanFilterPara first, KalmanFilterPara second) {
@@ -351,92 +331,99 @@ bool SensorEtherNet_UDP::setKalmanFilterPara(KalmanFilterPara first, KalmanFilte
     writeUint32(bytes + 5, record.num_check);
     bytes += 9;
   }
-  return command(COMMAND_SET_KALMAN_FILTER_PARA, payload, sizeof payload);
+  return command(commandOf(COMMAND_SET_KALMAN_FILTER_PARA), payload);
 }
 
 bool SensorEtherNet_UDP::setEnableKalmanFilter(bool enable) {
-  return switchCommand(COMMAND_ENABLE_KALMAN_FILTER, enable);
+  return switchCommand(commandOf(COMMAND_ENABLE_KALMAN_FILTER), enable);
 }
 
 bool SensorEtherNet_UDP::setNetIP(const char* address) {
-  return addressCommand(COMMAND_SET_NET_IP, address);
+  return addressCommand(commandOf(COMMAND_SET_NET_IP), address);
 }
 
 bool SensorEtherNet_UDP::setNetMask(const char* mask) {
-  return addressCommand(COMMAND_SET_NET_MASK, mask);
+  return addressCommand(commandOf(COMMAND_SET_NET_MASK), mask);
 }
 
 bool SensorEtherNet_UDP::setNetGateway(const char* address) {
-  return addressCommand(COMMAND_SET_NET_GATEWAY, address);
+  return addressCommand(commandOf(COMMAND_SET_NET_GATEWAY), address);
 }
 
 bool SensorEtherNet_UDP::setNetPortNumber(std::uint16_t port) {
   const std::uint8_t payload[2] = {static_cast<std::uint8_t>(port & 0xFF),
                                    static_cast<std::uint8_t>(port >> 8)};
-  return command(COMMAND_SET_NET_PORT_NUMBER, payload, sizeof payload);
+  return command(commandOf(COMMAND_SET_NET_PORT_NUMBER), payload);
 }
 
 bool SensorEtherNet_UDP::setAlarmSignal() {
-  return command(COMMAND_SET_ALARM_SIGNAL, 300);
+  return command(commandOf(COMMAND_SET_ALARM_SIGNAL));
 }
 
 bool SensorEtherNet_UDP::clearAlarmSignal() {
-  return command(COMMAND_CLEAR_ALARM_SIGNAL, 300);
+  return command(commandOf(COMMAND_CLEAR_ALARM_SIGNAL));
 }
 
 bool SensorEtherNet_UDP::setEnableAlarm(bool enable) {
-  return switchCommand(COMMAND_ENABLE_ALARM_OUTPUT, enable);
+  return switchCommand(commandOf(COMMAND_ENABLE_ALARM_OUTPUT), enable);
 }
 
 bool SensorEtherNet_UDP::setEnableAlarmNormalOpen(bool normallyOpen) {
-  return switchCommand(COMMAND_SET_ALARM_NORMAL_OPEN, normallyOpen);
+  return switchCommand(commandOf(COMMAND_SET_ALARM_NORMAL_OPEN), normallyOpen);
 }
 
 bool SensorEtherNet_UDP::setAlarmThresholdValue(const double* thresholds) {
-  return sixValueCommand(COMMAND_SET_ALARM_THRESHOLD_VALUE, thresholds);
+  return sixValueCommand(commandOf(COMMAND_SET_ALARM_THRESHOLD_VALUE), thresholds);
 }
 
 // ---- frames -----------------------------------------------------------------------------------
 
-/// The status of a frame from its status byte and the values to check against the range. CODE is
-/// stored once, with the final status, so that nobody sees "normal" for an overloaded frame.
-ZelInfoCode SensorEtherNet_UDP::noteStatus(std::uint8_t status, const double* checked) {
-  bool overload = status == 254;
-  for (int i = 0; i < 6; ++i) overload = overload || std::fabs(checked[i]) > ft_range[i];
-  if (!overload && status != 0 && status != 255) return CODE;  // says nothing about the reading
-  const ZelInfoCode code = overload ? FT_OVERLOAD_ERROR : status == 0 ? FT_N0RMAL : FT_DATA_ERROR;
-  setCODE(code);
-  return code;
+bool SensorEtherNet_UDP::isBeyondRange(const double* values) {
+  bool beyond = false;
+  for (int i = 0; i < 6; ++i) beyond = beyond || std::fabs(values[i]) > ft_range[i];
+  return beyond;
+}
+
+/// What a status byte and the values to check against the range say; 0 when they say nothing.
+ZelInfoCode SensorEtherNet_UDP::told(std::uint8_t status, const double* checked) {
+  if (status == protocol::statusOverload || isBeyondRange(checked)) return FT_OVERLOAD_ERROR;
+  if (status == protocol::statusNormal) return FT_N0RMAL;
+  return status == protocol::statusDataError ? FT_DATA_ERROR : ZelInfoCode{};
 }
 
 void SensorEtherNet_UDP::updatData(const std::uint8_t* data, int len) {
-  if (data == nullptr || len < payloadOffset) return;
-  const std::uint8_t cmd = data[VALID_DATA_COMMAND_BYTE_OFFSET];
+  if (data == nullptr || len < static_cast<int>(payloadOffset)) return;
+  const std::uint8_t cmd = data[protocol::commandOffset];
   if (cmd == COMMAND_ZERO_RESET) {
     SET_CMD_ZERO = true;
     return;
   }
-  const bool isReading = cmd == COMMAND_SINGAL_CAPTURE || cmd == COMMAND_CONTINUE_CAPTURE;
-  if (!isReading || len < shortestDataFrame) return;
+  if (!protocol::isDataFrame(cmd)) return;
 
+  std::uint8_t body[payloadOffset + protocol::channelBytes] = {};  // a short frame ends in zeros
+  std::copy_n(data, std::min(static_cast<std::size_t>(len), sizeof body), body);
   zel::SensorFrame frame;
-  decodeChannels(data, frame.value);
-  frame.code = noteStatus(data[1], frame.value);
+  decodeChannels(body, frame.value);
+  const ZelInfoCode code = told(body[protocol::statusOffset], frame.value);
+  frame.code = code != 0 ? code : CODE.load();
+  frame.ipoc = zel::nextPacketCount(IPOC);
+  frame.number = ++framesTaken;
   time_start = zel_start_timer_clock();
-  // The reading goes last: whoever sees it sees its status and its count, or later ones.
-  countIPOC();
+  // The reading first: whoever waits for the status or the count finds it there. The status once,
+  // and final: nobody sees "normal" for an overloaded frame.
   rawData.publish(frame);
+  linkMonitor.frame(body[protocol::statusOffset], isBeyondRange(frame.value));
+  if (code != 0) CODE = code;
+  IPOC = frame.ipoc;
 }
 
 bool SensorEtherNet_UDP::singleCapture(double* out) {
-  if (out == nullptr) return false;
   Reply reply;
-  if (!query(COMMAND_SINGAL_CAPTURE, 200, shortestDataFrame, reply)) {
-    setCODE(COMM_CMDRETURN_ERROR);
-    return false;
-  }
+  if (out == nullptr || !command(commandOf(COMMAND_SINGAL_CAPTURE), nullptr, reply)) return false;
   decodeChannels(reply.body, out);
-  noteStatus(reply.status(), rawData.newest().value);  // range: of the last streamed reading
+  // The range check is that of the last streamed reading.
+  const ZelInfoCode code = told(reply.body[protocol::statusOffset], newestFrame().value);
+  if (code != 0) setCODE(code);
   countIPOC();
   return CODE == FT_N0RMAL;
 }

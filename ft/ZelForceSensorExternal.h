@@ -21,8 +21,8 @@ class ZEL_FTC_API SensorExternal : public ZelSensor {
   int IPOC = 0;             ///< readings handed in since initialisation (wraps after 100000)
   ZelInfoCode CODE = {};    ///< 0 until the first initialisation
 
-  SensorExternal() = default;
-  ~SensorExternal() { uninitialFTSensor(); }
+  SensorExternal();
+  ~SensorExternal();
   SensorExternal(const SensorExternal&) = delete;
   SensorExternal& operator=(const SensorExternal&) = delete;
 
@@ -31,40 +31,40 @@ class ZEL_FTC_API SensorExternal : public ZelSensor {
   /// Copies the newest reading out. False, nothing copied, while not initialised.
   bool getRawData(double* out);
 
-  void clearIPOC() { IPOC = 0; }
-  void countIPOC() { IPOC = zel::nextPacketCount(IPOC); }
-  void setCODE(ZelInfoCode code) { CODE = code; }
+  void clearIPOC();
+  void countIPOC();
+  void setCODE(ZelInfoCode code);
   void getInfo(zel_ft_info_t& info);
 
-  bool zeroFTSensor() override { return true; }
+  bool zeroFTSensor() override;
   /// Reading, counter and status keep their values.
   bool uninitialFTSensor() override;
-  bool saveFTSensorUserSetting() override { return true; }
-  void getFTSensorRange(double*) override {}
-  void getFTSensorInfo(zel_ft_info_t&) override {}
-  bool setFTSensorStartSample() override { return true; }
-  bool setFTSensorStopSample() override { return true; }
-  bool setFTSensorLowPassFilter(std::uint8_t) override { return true; }
+  bool saveFTSensorUserSetting() override;
+  void getFTSensorRange(double*) override;
+  void getFTSensorInfo(zel_ft_info_t&) override;
+  bool setFTSensorStartSample() override;
+  bool setFTSensorStopSample() override;
+  bool setFTSensorLowPassFilter(std::uint8_t) override;
   /// Port and address are ignored. The status reads COMM_INIT until the next reading; initialising
   /// again keeps the reading and the counter.
   bool initialFTSensor(int port, const char* ip) override;
   bool getFTSensorData(double* out, zel_ft_info_t& info) override;
-  bool setFTSensorToolTransform(double*) override { return true; }
-  bool setFTSensorIIRFilter(bool) override { return true; }
-  bool setFTSensorFIRFilter(bool) override { return true; }
-  bool setFTSensorMedianFilter(std::uint8_t) override { return true; }
-  bool setFTSensorSmoothAverFilter(std::uint8_t) override { return true; }
-  bool setFTSensorKalmanFilter(bool, KalmanFilterPara, KalmanFilterPara) override { return true; }
-  bool setFTSensorNetIP(const char*) override { return true; }
-  bool setFTSensorNetMask(const char*) override { return true; }
-  bool setFTSensorNetGateway(const char*) override { return true; }
-  bool setFTSensorNetPortNumber(std::uint16_t) override { return true; }
-  bool setFTSensorAlarmSignal() override { return true; }
-  bool clearFTSensorAlarmSignal() override { return true; }
-  bool setFTSensorAlarm(bool) override { return true; }
-  bool getFTSensorAlarmAxis(std::uint8_t*) override { return true; }
-  bool setFTSensorAlarmNormalOpen(bool) override { return true; }
-  bool setFTSensorAlarmThresholdValue(double*) override { return true; }
+  bool setFTSensorToolTransform(double*) override;
+  bool setFTSensorIIRFilter(bool) override;
+  bool setFTSensorFIRFilter(bool) override;
+  bool setFTSensorMedianFilter(std::uint8_t) override;
+  bool setFTSensorSmoothAverFilter(std::uint8_t) override;
+  bool setFTSensorKalmanFilter(bool, KalmanFilterPara, KalmanFilterPara) override;
+  bool setFTSensorNetIP(const char*) override;
+  bool setFTSensorNetMask(const char*) override;
+  bool setFTSensorNetGateway(const char*) override;
+  bool setFTSensorNetPortNumber(std::uint16_t) override;
+  bool setFTSensorAlarmSignal() override;
+  bool clearFTSensorAlarmSignal() override;
+  bool setFTSensorAlarm(bool) override;
+  bool getFTSensorAlarmAxis(std::uint8_t*) override;
+  bool setFTSensorAlarmNormalOpen(bool) override;
+  bool setFTSensorAlarmThresholdValue(double*) override;
 };
 
 #endif

@@ -9,15 +9,13 @@
 #include <utility>
 
 #include "ft/sensor_protocol.h"
+#include "ft/sensor_status.h"
 
 namespace zel::sim {
 
 namespace {
 
-constexpr std::uint8_t statusNormal = 0;
-constexpr std::uint8_t statusOverload = 254;
-constexpr std::uint8_t statusDataError = 255;
-constexpr std::uint8_t continuousCapture = 2;
+using Sensor = SensorEtherNet_UDP;  // whose class constants number the commands
 
 /// Thousandths, to the nearest, at the ends of the range where the value is beyond.
 std::int32_t toThousandths(double value) {
@@ -27,70 +25,53 @@ std::int32_t toThousandths(double value) {
 }
 
 Bytes packet(std::uint8_t status, std::uint8_t command, const Bytes& payload) {
-  Bytes bytes(payload.size() + protocol::fixedBody + protocol::overhead);
+  Bytes bytes(payload.size() + protocol::shortestPacket);
   protocol::writePacket(bytes.data(), status, command, payload.data(), payload.size());
   return bytes;
 }
 
 Bytes channelBytes(const std::array<std::int32_t, 6>& channels) {
-  Bytes bytes(24);
+  Bytes bytes(protocol::channelBytes);
   for (std::size_t i = 0; i < 6; ++i) protocol::writeInt32(bytes.data() + 4 * i, channels[i]);
   return bytes;
 }
 
 }  // namespace
 
+/// What a command of the protocol does here; a command without a rule is known and not supported.
 struct SensorDevice::Rule {
   std::uint8_t code;
-  const char* name;
-  std::size_t payload;                                    ///< bytes expected
-  Answer (SensorDevice::*answer)(const std::uint8_t*){};  ///< null: known, not supported
+  Answer (SensorDevice::*answer)(const std::uint8_t* payload);
 };
 
 const SensorDevice::Rule SensorDevice::rules[] = {
-    {1, "READ_DEVICE_ID", 0},
-    {2, "CONTINUE_CAPTURE", 0, &SensorDevice::startStreaming},
-    {3, "STOP_CAPTURE", 0, &SensorDevice::stopStreaming},
-    {4, "SINGAL_CAPTURE", 0, &SensorDevice::singleCapture},
-    {5, "SET_SAMPLE_RATE", 0},
-    {6, "SET_BAUD_RATE", 0},
-    {7, "RESTORE_USER_PROFILE", 0},
-    {8, "RESTORE_FACTORY_PROFILE", 0},
-    {9, "SAVE_TO_PROFILE", 0, &SensorDevice::save},
-    {10, "GET_FW_INFO", 0},
-    {11, "ZERO_RESET", 0, &SensorDevice::zeroReset},
-    {12, "WAVE_FILTERING", 0},
-    {15, "CAL_FORCE", 0},
-    {16, "GET_DEVICE_INFO", 0, &SensorDevice::identify},
-    {17, "ENABLE_KALMAN_FILTER", 1, &SensorDevice::setSwitch<&SensorSettings::kalman>},
-    {18, "SET_KALMAN_FILTER_PARA", 18, &SensorDevice::setKalmanPara},
-    {19, "TOOL_TRANSFORM", 24, &SensorDevice::setSix<&SensorSettings::tool_transform>},
-    {21, "PROBE_SENSOR", 0},
-    {22, "ACTIVE_SENSOR_2", 0},
-    {23, "GET_STATE_CODE", 0},
-    {24, "SET_FILTER_RANG", 1, &SensorDevice::setByte<&SensorSettings::low_pass>},
-    {25, "SET_NET_IP", 4, &SensorDevice::setAddress<&SensorSettings::net_ip>},
-    {26, "SET_NET_MASK", 4, &SensorDevice::setAddress<&SensorSettings::net_mask>},
-    {27, "SET_NET_GATEWAY", 4, &SensorDevice::setAddress<&SensorSettings::net_gateway>},
-    {28, "SET_NET_PORT_NUMBER", 2, &SensorDevice::setNetPort},
-    {29, "GET_SENSOR_ERR_CODE", 0},
-    {30, "CHANGE_PARSE_MODE", 0},
-    {31, "SET_DEBUG_MODE", 0},
-    {32, "SET_MEDIAN_FILTER_PARA", 1, &SensorDevice::setByte<&SensorSettings::median_depth>},
-    {33, "OUTPUT_ACC_GYRO_DATA", 0},
-    {35, "CLEAR_ALARM_SIGNAL", 0, &SensorDevice::clearAlarm},
-    {36, "SET_ALARM_THRESHOLD_VALUE", 24, &SensorDevice::setSix<&SensorSettings::alarm_threshold>},
-    {37, "ENABLE_ALARM_OUTPUT", 1, &SensorDevice::setSwitch<&SensorSettings::alarm>},
-    {38, "GET_ALARM_AXIS", 0, &SensorDevice::alarmAxis},
-    {39, "SET_ALARM_NORMAL_OPEN", 1,
+    {Sensor::COMMAND_CONTINUE_CAPTURE, &SensorDevice::startStreaming},
+    {Sensor::COMMAND_STOP_CAPTURE, &SensorDevice::stopStreaming},
+    {Sensor::COMMAND_SINGAL_CAPTURE, &SensorDevice::singleCapture},
+    {Sensor::COMMAND_SAVE_TO_PROFILE, &SensorDevice::save},
+    {Sensor::COMMAND_ZERO_RESET, &SensorDevice::zeroReset},
+    {Sensor::COMMAND_GET_DEVICE_INFO, &SensorDevice::identify},
+    {Sensor::COMMAND_ENABLE_KALMAN_FILTER, &SensorDevice::setSwitch<&SensorSettings::kalman>},
+    {Sensor::COMMAND_SET_KALMAN_FILTER_PARA, &SensorDevice::setKalmanPara},
+    {Sensor::COMMAND_TOOL_TRANSFORM, &SensorDevice::setSix<&SensorSettings::tool_transform>},
+    {Sensor::COMMAND_SET_FILTER_RANG, &SensorDevice::setByte<&SensorSettings::low_pass>},
+    {Sensor::COMMAND_SET_NET_IP, &SensorDevice::setAddress<&SensorSettings::net_ip>},
+    {Sensor::COMMAND_SET_NET_MASK, &SensorDevice::setAddress<&SensorSettings::net_mask>},
+    {Sensor::COMMAND_SET_NET_GATEWAY, &SensorDevice::setAddress<&SensorSettings::net_gateway>},
+    {Sensor::COMMAND_SET_NET_PORT_NUMBER, &SensorDevice::setNetPort},
+    {Sensor::COMMAND_SET_MEDIAN_FILTER_PARA, &SensorDevice::setByte<&SensorSettings::median_depth>},
+    {Sensor::COMMAND_CLEAR_ALARM_SIGNAL, &SensorDevice::clearAlarm},
+    {Sensor::COMMAND_SET_ALARM_THRESHOLD_VALUE,
+     &SensorDevice::setSix<&SensorSettings::alarm_threshold>},
+    {Sensor::COMMAND_ENABLE_ALARM_OUTPUT, &SensorDevice::setSwitch<&SensorSettings::alarm>},
+    {Sensor::COMMAND_GET_ALARM_AXIS, &SensorDevice::alarmAxis},
+    {Sensor::COMMAND_SET_ALARM_NORMAL_OPEN,
      &SensorDevice::setSwitch<&SensorSettings::alarm_normally_open>},
-    {40, "SET_ALARM_SIGNAL", 0, &SensorDevice::raiseAlarm},
-    {49, "SET_SMOOTH_AVER_FILTER_PARA", 1, &SensorDevice::setByte<&SensorSettings::smooth_depth>},
-    {50, "ENABLE_FIR_FILTER", 1, &SensorDevice::setSwitch<&SensorSettings::fir>},
-    {55, "ENABLE_IIR_FILTER", 1, &SensorDevice::setSwitch<&SensorSettings::iir>},
-    {207, "SET_AVERGE_NUM", 0},
-    {209, "SET_ADC_GAIN", 0},
-    {210, "GET_ADC_GAIN", 0},
+    {Sensor::COMMAND_SET_ALARM_SIGNAL, &SensorDevice::raiseAlarm},
+    {Sensor::COMMAND_SET_SMOOTH_AVER_FILTER_PARA,
+     &SensorDevice::setByte<&SensorSettings::smooth_depth>},
+    {Sensor::COMMAND_ENABLE_FIR_FILTER, &SensorDevice::setSwitch<&SensorSettings::fir>},
+    {Sensor::COMMAND_ENABLE_IIR_FILTER, &SensorDevice::setSwitch<&SensorSettings::iir>},
 };
 
 SensorDevice::SensorDevice(const ZelSensor::DeviceModelInfo& identity, WrenchSource source,
@@ -106,27 +87,27 @@ Bytes SensorDevice::execute(const std::uint8_t* datagram, std::size_t length,
     received.text = std::move(why);
     return Bytes{};
   };
-  constexpr std::size_t shortest = protocol::fixedBody + protocol::overhead;
-  if (length < shortest || datagram[0] != protocol::head1 || datagram[1] != protocol::head2 ||
-      length != datagram[2] + protocol::overhead || datagram[length - 2] != protocol::tail1 ||
-      datagram[length - 1] != protocol::tail2) {
+  if (length < protocol::shortestPacket || datagram[0] != Sensor::PACKET_HEAD1 ||
+      datagram[1] != Sensor::PACKET_HEAD2 || length != datagram[2] + protocol::overhead ||
+      datagram[length - 2] != Sensor::PACKET_TAIL1 ||
+      datagram[length - 1] != Sensor::PACKET_TAIL2) {
     return ignore(fmt::format("ignored: {} bytes that are not one command packet", length));
   }
   if (!protocol::crcMatches(datagram)) return ignore("ignored: command packet with a wrong CRC");
 
-  received.code = datagram[5];
-  received.payload.assign(datagram + 6, datagram + 3 + datagram[2]);
+  const std::uint8_t* const body = datagram + protocol::bodyOffset;
+  received.code = body[protocol::commandOffset];
+  received.payload.assign(body + protocol::payloadOffset, body + datagram[2]);
+  const protocol::Command* const command = protocol::findCommand(received.code);
+  if (command == nullptr) return ignore(fmt::format("ignored: unknown command {}", received.code));
+  received.text = fmt::format("{} ({})", command->name, command->code);
   const Rule* const rule =
       std::find_if(std::begin(rules), std::end(rules),
                    [&received](const Rule& known) { return known.code == received.code; });
-  if (rule == std::end(rules)) {
-    return ignore(fmt::format("ignored: unknown command {}", received.code));
-  }
-  received.text = fmt::format("{} ({})", rule->name, rule->code);
-  if (rule->answer == nullptr) return ignore("ignored: " + received.text + " is not supported");
-  if (received.payload.size() != rule->payload) {
+  if (rule == std::end(rules)) return ignore("ignored: " + received.text + " is not supported");
+  if (received.payload.size() != command->payload) {
     return ignore(fmt::format("ignored: {} has {} payload bytes instead of {}", received.text,
-                              received.payload.size(), rule->payload));
+                              received.payload.size(), command->payload));
   }
 
   const Answer answer = (this->*rule->answer)(received.payload.data());
@@ -146,14 +127,14 @@ std::optional<SensorDevice::Reading> SensorDevice::measure() {
     return std::nullopt;
   }
 
-  Reading reading{statusNormal, {}};
+  Reading reading{protocol::statusNormal, {}};
   const double* const range = rangeOfModel(identity_.model);
   for (std::size_t i = 0; i < 6; ++i) {
-    if (!std::isfinite((*physical)[i])) return Reading{statusDataError, {}};
+    if (!std::isfinite((*physical)[i])) return Reading{protocol::statusDataError, {}};
     const double measured = (*physical)[i] - settings_.zero[i];
     // The driver turns the torques round after decoding.
     reading.channels[i] = toThousandths(i < 3 ? measured : -measured);
-    if (std::fabs((*physical)[i]) > range[i]) reading.status = statusOverload;
+    if (std::fabs((*physical)[i]) > range[i]) reading.status = protocol::statusOverload;
     if (settings_.alarm && std::fabs(measured) > std::fabs(settings_.alarm_threshold[i])) {
       alarm_axis_[i] = 1;
       alarm_raised_ = true;
@@ -171,7 +152,7 @@ std::optional<SensorDevice::Reading> SensorDevice::sample() {
 Bytes SensorDevice::nextFrame() {
   const std::optional<Reading> reading = sample();
   if (!reading) return {};
-  return packet(reading->status, continuousCapture, channelBytes(reading->channels));
+  return packet(reading->status, Sensor::COMMAND_CONTINUE_CAPTURE, channelBytes(reading->channels));
 }
 
 void SensorDevice::restart() {

@@ -14,8 +14,9 @@ namespace zel::sim {
 
 namespace {
 
-constexpr std::size_t commandOffset = 5;
-constexpr std::size_t trailer = 4;  // CRC and tail
+using protocol::bodyOffset;
+using protocol::trailer;
+constexpr std::size_t commandAt = bodyOffset + protocol::commandOffset;
 
 template <typename Number>
 bool parseWhole(const char* first, const char* last, Number& value) {
@@ -24,8 +25,9 @@ bool parseWhole(const char* first, const char* last, Number& value) {
 }
 
 void rewriteStatus(Bytes& packet, std::uint8_t status) {
-  const std::uint8_t command = packet[commandOffset];
-  const Bytes payload(packet.begin() + commandOffset + 1, packet.end() - trailer);
+  const std::uint8_t command = packet[commandAt];
+  const Bytes payload(packet.begin() + bodyOffset + protocol::payloadOffset,
+                      packet.end() - trailer);
   protocol::writePacket(packet.data(), status, command, payload.data(), payload.size());
 }
 
@@ -59,6 +61,7 @@ void SensorFaults::check() const {
   };
   checkTime("delay", delay);
   checkTime("jitter", jitter);
+  checkTime("answer delay", answer_delay);
   if (merged_packets < 2 || merged_packets > 100) {
     throw std::invalid_argument(fmt::format("merged packets {} are not in 2..100", merged_packets));
   }
@@ -97,8 +100,7 @@ bool FaultInjector::strikes(Fault fault, bool possible) {
 }
 
 void FaultInjector::pass(Bytes packet, std::vector<Datagram>& out) {
-  const std::uint8_t command = packet[commandOffset];
-  const bool isFrame = command == 2 || command == 4;
+  const bool isFrame = protocol::isDataFrame(packet[commandAt]);
   if (isFrame && strikes(Fault::status)) rewriteStatus(packet, faults_.status_byte);
   if (strikes(Fault::loss)) return;
 

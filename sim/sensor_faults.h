@@ -43,11 +43,12 @@ struct SensorFaults {
   std::array<Occurrence, faultKinds> when{};
   Occurrence& operator[](Fault fault) { return when[static_cast<std::size_t>(fault)]; }
 
-  std::optional<std::size_t> corrupt_at;  ///< offset of the corrupted byte in the packet
-  std::size_t merged_packets = 2;         ///< packets per merged datagram, 2 or more
-  std::uint8_t status_byte = 255;         ///< 0 normal, 254 overload, 255 data error
-  double delay = 0.0;                     ///< of every packet, s
+  std::optional<std::size_t> corrupt_at{};  ///< offset of the corrupted byte in the packet
+  std::size_t merged_packets = 2;           ///< packets per merged datagram, 2 or more
+  std::uint8_t status_byte = 255;           ///< 0 normal, 254 overload, 255 data error
+  double delay = 0.0;                       ///< of every packet, s
   double jitter = 0.0;  ///< added to the delay, uniform from 0 to this, s; overtaking is possible
+  double answer_delay = 0.0;  ///< from a command to its answer, s; frames do not wait for it
 
   bool silent = false;  ///< takes commands, but sends nothing
   /// Neither hears nor sends. On its return the sensor has lost the stream and all that was not

@@ -19,6 +19,7 @@
 #include <thread>
 #include <utility>
 
+#include "ft/sensor_protocol.h"
 #include "sim/loopback_socket.h"
 
 namespace zel::sim {
@@ -31,7 +32,6 @@ constexpr Nanoseconds second = 1'000'000'000;
 constexpr Nanoseconds catchUp = second / 100;  ///< a stream that is later than this skips frames
 constexpr std::size_t keptCommands = 10'000;
 constexpr int datagramsPerTurn = 64;  ///< a flood of commands must not starve the stream
-constexpr std::string_view binaryRequest = "<BINARY>";
 
 Nanoseconds toNanoseconds(double seconds) {
   return static_cast<Nanoseconds>(std::llround(seconds * 1e9));
@@ -170,9 +170,10 @@ class SensorSimulator::Loop {
     SensorCommand command;
     const bool wasStreaming = device_.streaming();
     Bytes reply;
-    if (std::equal(datagram, datagram + length, binaryRequest.begin(), binaryRequest.end())) {
+    if (std::equal(datagram, datagram + length, protocol::binaryRequest.begin(),
+                   protocol::binaryRequest.end())) {
       command.accepted = true;
-      command.text = binaryRequest;
+      command.text = protocol::binaryRequest;
       reply.assign(config_.binary_answer.begin(), config_.binary_answer.end());
     } else {
       reply = device_.execute(datagram, length, command);
@@ -181,14 +182,15 @@ class SensorSimulator::Loop {
     if (commands_.size() == keptCommands) commands_.pop_front();
     commands_.push_back(command);
 
-    if (command.accepted && command.code == 2) {
+    if (command.accepted && command.code == SensorEtherNet_UDP::COMMAND_CONTINUE_CAPTURE) {
       listener_ = from;
       if (!wasStreaming) beginStream();
     }
     if (wasStreaming && !device_.streaming()) injector_.drop();
     if (!reply.empty()) {
       const bool isPacket = command.code != 0;
-      transmit(std::move(reply), from, isPacket && injector_.faults().replies);
+      transmit(std::move(reply), from, isPacket && injector_.faults().replies,
+               injector_.faults().answer_delay);
     }
     return command;
   }
@@ -230,17 +232,18 @@ class SensorSimulator::Loop {
     }
   }
 
-  void transmit(Bytes packet, const sockaddr_in& to, bool faulty) {
-    if (!faulty) {
-      send(packet, to);
-      return;
-    }
+  /// Sends after `delay` s, and those of the faults.
+  void transmit(Bytes packet, const sockaddr_in& to, bool faulty, double delay = 0.0) {
     outgoing_.clear();
-    injector_.pass(std::move(packet), outgoing_);
+    if (faulty) {
+      injector_.pass(std::move(packet), outgoing_);
+    } else {
+      outgoing_.push_back({std::move(packet), 0.0});
+    }
     for (FaultInjector::Datagram& datagram : outgoing_) {
-      if (datagram.delay > 0.0) {
-        delayed_.emplace(now() + toNanoseconds(datagram.delay),
-                         Delayed{std::move(datagram.bytes), to});
+      const Nanoseconds wait = toNanoseconds(datagram.delay + delay);
+      if (wait > 0) {
+        delayed_.emplace(now() + wait, Delayed{std::move(datagram.bytes), to});
       } else {
         send(datagram.bytes, to);
       }

@@ -81,11 +81,11 @@ RingBufferManager::~RingBufferManager() {
   delete[] Buffer;
 }
 
-std::int32_t RingBufferManager::GetDataCount() const {
+std::int32_t RingBufferManager::GetDataCount() {
   return DataCount.load(std::memory_order_acquire) & countMask;
 }
 
-std::int32_t RingBufferManager::GetReserveCount() const {
+std::int32_t RingBufferManager::GetReserveCount() {
   return BufferLen - GetDataCount();
 }
 

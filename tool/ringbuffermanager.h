@@ -33,9 +33,9 @@ class ZEL_FTC_API RingBufferManager {
   RingBufferManager(const RingBufferManager&) = delete;
   RingBufferManager& operator=(const RingBufferManager&) = delete;
 
-  std::int32_t GetDataCount() const;
+  std::int32_t GetDataCount();
   /// Free space in bytes.
-  std::int32_t GetReserveCount() const;
+  std::int32_t GetReserveCount();
 
   /// Discards everything held. Positions return to 0 (not when a write of the other thread is under
   /// way: its bytes stay, at the position it has chosen).
@@ -48,8 +48,8 @@ class ZEL_FTC_API RingBufferManager {
   void ReadBuffer(std::uint8_t* out, std::int32_t len);
 
  private:
-  void discardAll(std::int32_t seen);
-  void advanceStart(std::int32_t n);
+  ZEL_FTC_HIDDEN void discardAll(std::int32_t seen);
+  ZEL_FTC_HIDDEN void advanceStart(std::int32_t n);
 };
 
 #endif

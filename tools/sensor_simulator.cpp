@@ -41,6 +41,7 @@ struct Options {
   int link_port = -1;
   double delay_ms = 0.0;
   double jitter_ms = 0.0;
+  double answer_delay_ms = 0.0;
   int corrupt_at = -1;
   Outage silence;
   Outage death;
@@ -202,6 +203,8 @@ void addFaultOptions(CLI::App& app, Options& options) {
   add("--delay", options.delay_ms, "of every packet, ms")->check(CLI::Range(0.0, 60000.0));
   add("--jitter", options.jitter_ms, "added to the delay, from 0 to this at random, ms")
       ->check(CLI::Range(0.0, 60000.0));
+  add("--answer-delay", options.answer_delay_ms, "from a command to its answer, ms")
+      ->check(CLI::Range(0.0, 60000.0));
   app.add_flag("--faults-on-replies", faults.replies,
                "faults strike the replies to commands too, not just streamed frames")
       ->group(group);
@@ -355,6 +358,7 @@ int main(int argc, char** argv) {
 
   options.sensor.faults.delay = options.delay_ms / 1000.0;
   options.sensor.faults.jitter = options.jitter_ms / 1000.0;
+  options.sensor.faults.answer_delay = options.answer_delay_ms / 1000.0;
   if (options.corrupt_at >= 0) options.sensor.faults.corrupt_at = options.corrupt_at;
   if (app.count("--status-byte") > 0 && app.count("--status") == 0) {
     options.sensor.faults[Fault::status].every = 1;

@@ -133,16 +133,15 @@ TEST_F(SensorCommands, Identity) {
   EXPECT_EQ(sensor.ft_range[2], 200.0);
 
   peer.expect(identityQuery, {"F6 6F 09 00 00 10 18 0B 1E 02 09 34 E2 CF 6F F6"});  // a byte short
-  EXPECT_FALSE(sensor.getDevModelInfo(info));
-  EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
+  EXPECT_TRUE(sensor.getDevModelInfo(info));
+  EXPECT_EQ(info.id, 0x34) << "what is missing reads as 0";
 }
 
-TEST_F(SensorCommands, AlarmAxesOfAShortAnswerAreNotTaken) {
+TEST_F(SensorCommands, WhatAShortAnswerOfTheAlarmAxesLeavesOutIsZero) {
   Bytes axes(6, 0xEE);
   peer.expect(alarmQuery, {"F6 6F 08 00 00 26 00 01 00 00 02 21 DF 6F F6"});  // five axes
-  EXPECT_FALSE(sensor.getAlarmAxis(axes.data()));
-  EXPECT_EQ(axes, Bytes(6, 0xEE));
-  EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
+  EXPECT_TRUE(sensor.getAlarmAxis(axes.data()));
+  EXPECT_EQ(axes, (Bytes{0, 1, 0, 0, 2, 0}));
 }
 
 TEST_F(SensorCommands, ValuesBeyond32BitsKeepTheirLowBits) {
@@ -258,8 +257,7 @@ TEST_F(StreamingSettings, PolledReadings) {
   EXPECT_EQ(reading.info.code, FT_OVERLOAD_ERROR);
   EXPECT_EQ(reading.value[0], 0.0);
 
-  for (const Bytes& answer :
-       {frameOf({0, 0, 0, 0, 0, 0}, 0, 2), packetAround({0, 0, 4, 1, 2}), Bytes{0xF6, 0x6F}}) {
+  for (const Bytes& answer : {frameOf({0, 0, 0, 0, 0, 0}, 0, 2), Bytes{0xF6, 0x6F}}) {
     peer.expect(captureCommand, {toHex(answer)});
     reading = read(sensor);
     EXPECT_FALSE(reading.normal);

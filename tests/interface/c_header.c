@@ -1,6 +1,7 @@
-/* A controller written in C: includes the flat header alone, names every function, and walks
+/* A controller written in C: includes the flat headers alone, names every function, and walks
  * through one life of the library. Returns 0 or the line that failed. */
 #include "zel_ftc_lib.h"
+#include "zel_ftc_workers.h"
 
 int c_controller(void);
 
@@ -47,6 +48,10 @@ static const any_function every_function[] = {
     (any_function)zel_rpy2quaternion,
     (any_function)zel_quaternion2rpy,
     (any_function)zel_pose2offset,
+    (any_function)zel_ftc_setWorkers,
+    (any_function)zel_ftc_getWorkers,
+    (any_function)zel_ftc_getWorkerFault,
+    (any_function)zel_ftc_getWorkerFaultText,
 };
 
 #define REQUIRE(condition) \

@@ -1,5 +1,6 @@
 // The flat header in a C++11 controller.
 #include "zel_ftc_lib.h"
+#include "zel_ftc_workers.h"
 
 static_assert(__cplusplus == 201103L, "compiled as C++11");
 static_assert(sizeof(ZelInfoCode) == 4, "enumerations have 32 bits");

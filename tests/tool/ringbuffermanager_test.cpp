@@ -31,7 +31,7 @@ Bytes front(RingBufferManager& ring, int length) {
   return bytes;
 }
 
-void expectFields(const RingBufferManager& ring, int count, int start, int end) {
+void expectFields(RingBufferManager& ring, int count, int start, int end) {
   EXPECT_EQ(ring.DataCount, count);
   EXPECT_EQ(ring.DataStart, start);
   EXPECT_EQ(ring.DataEnd, end);

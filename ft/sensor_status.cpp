@@ -1,13 +1,17 @@
-#include "ft/ZelForceSensorBase.h"
+#include "ft/sensor_status.h"
 
 #include <cstring>
 
 namespace zel {
 
+namespace {
+
 const double sizeA_range[6] = {150, 150, 200, 4, 4, 4};
 const double sizeB_range[6] = {600, 600, 800, 15, 15, 15};
 const double sizeC_range[6] = {1000, 1000, 1600, 30, 30, 30};
 const double sizeD_range[6] = {3000, 3000, 4000, 150, 150, 150};
+
+}  // namespace
 
 const double* rangeOfModel(std::uint8_t model) {
   switch (model) {
