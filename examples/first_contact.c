@@ -7,10 +7,21 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "zel_ftc_diag.h"
 #include "zel_ftc_lib.h"
 
+/* The last refusal: which function, which value, which limit, and what to do about it. */
+static int refused(void) {
+  char text[300];
+  zel_ftc_reasonText(NULL, text, sizeof text);
+  puts(text);
+  zel_ftc_reasonRemedy(NULL, text, sizeof text);
+  puts(text);
+  return 2;
+}
+
 #define MUST(call) \
-  if ((call) != 1) return fprintf(stderr, "refused: %s\n", #call), 2
+  if ((call) != 1) return refused()
 
 static int all_finite(const double v[6]) {
   return isfinite(v[0]) && isfinite(v[1]) && isfinite(v[2]) && isfinite(v[3]) && isfinite(v[4]) &&
@@ -65,6 +76,7 @@ int main(void) {
     stopped = approach_cycle(reading, pose, &err);
     /* here: send `pose` to the robot, wait for the next period */
   }
+  if (err.ftc_code != ZEL_RUN_END) refused();
   zel_ftc_close();
   printf("first_contact: stopped by %s, sensor %d, run %d, z %.2f mm, Fz %.2f N\n", stopped,
          err.ft_code, err.ftc_code, pose[2], reading[2]);

@@ -8,11 +8,13 @@
 
 #include <algorithm>
 #include <boost/bind/bind.hpp>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <system_error>
 #include <thread>
 
+#include "diag/linkmonitor.h"
 #include "ft/sensor_protocol.h"
 #include "ft/sensor_status.h"
 #include "ft/sensor_workers.h"
@@ -20,10 +22,9 @@
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::this_thread::sleep_for;
+using zel::diag::linkMonitor;
 
 namespace {
-
-constexpr std::uint16_t localPort = 52000;
 
 int openSocket() {
   return socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -36,9 +37,15 @@ void allowSharing(int descriptor, int allowed) {
 bool bindLocalPort(int descriptor) {
   sockaddr_in local = {};
   local.sin_family = AF_INET;
-  local.sin_port = htons(localPort);
+  local.sin_port = htons(zel::protocol::localPort);
   local.sin_addr.s_addr = htonl(INADDR_ANY);
-  return bind(descriptor, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0) return true;
+  if (descriptor != -1) linkMonitor.noPort(ZEL_REASON_PORT_TAKEN, errno);
+  return false;
+}
+
+bool isSame(const sockaddr_in& a, const sockaddr_in& b) {
+  return a.sin_addr.s_addr == b.sin_addr.s_addr && a.sin_port == b.sin_port;
 }
 
 void endThread(std::thread*& thread) {
@@ -103,7 +110,10 @@ bool SensorEtherNet_UDP::initSensorEtherNet_UDPIF(std::uint16_t port, const char
 bool SensorEtherNet_UDP::takeLocalPort() {
   sock_Client = openSocket();
   const int probe = openSocket();
-  if (sock_Client == -1 || probe == -1) std::printf("1: error_code=\n");
+  if (sock_Client == -1 || probe == -1) {
+    linkMonitor.noPort(ZEL_REASON_NO_SOCKET, errno);
+    std::printf("1: error_code=\n");
+  }
   // A socket with the sharing option is let in beside others that have it; one without is refused
   // wherever anybody is. So the probe asks, and holds the port until sock_Client is there: of two
   // programs that start at once only one gets it. Then nobody else is let in any more.
@@ -122,6 +132,7 @@ bool SensorEtherNet_UDP::startWorkers() {
   // Shut-down wakes the receive thread; the time-out ends it even where that wake-up is missing.
   const timeval wakeUp = {0, 100000};
   setsockopt(sock_Client, SOL_SOCKET, SO_RCVTIMEO, &wakeUp, sizeof wakeUp);
+  linkMonitor.reset();
   unpackWaits = zel::workerSetting.unpack_waits;
   bSensorRun = true;
   workersPlaced = 0;
@@ -203,9 +214,15 @@ void SensorEtherNet_UDP::work(void (SensorEtherNet_UDP::*body)()) {
 void SensorEtherNet_UDP::run() {
   std::uint8_t datagram[128];
   while (bSensorRun) {
-    const ssize_t received = recvfrom(sock_Client, datagram, sizeof datagram, 0, nullptr, nullptr);
+    sockaddr_in from;
+    socklen_t size = sizeof from;
+    const ssize_t received = recvfrom(sock_Client, datagram, sizeof datagram, 0,
+                                      reinterpret_cast<sockaddr*>(&from), &size);
     if (received > 0) {
-      R_FIFO.WriteBuffer(datagram, static_cast<std::int32_t>(received));
+      const auto length = static_cast<std::int32_t>(received);
+      const bool fits = R_FIFO.GetReserveCount() >= length;
+      linkMonitor.datagram(static_cast<std::uint64_t>(received), isSame(from, addr_sensor), fits);
+      if (fits) R_FIFO.WriteBuffer(datagram, length);
       callUnpackThread();
     }
     sleep_for(microseconds(1));
@@ -234,6 +251,7 @@ void SensorEtherNet_UDP::callUnpackThread() {
 }
 
 void SensorEtherNet_UDP::setStreaming(bool on) {
+  if (on) linkMonitor.streamBegins();
   bSampleMode = on;
   callUnpackThread();
 }
@@ -246,6 +264,7 @@ bool SensorEtherNet_UDP::unpackStep() {
   // An exchange may have emptied the queue, and the stream may have been stopped, meanwhile.
   const int n = bSampleMode ? takePacket(packet) : -1;
   if (n > 0) updatData(packet + zel::protocol::bodyOffset, n);
+  if (n >= 0) linkMonitor.publishFrames();
   releaseQueue();
   return n >= 0;
 }
@@ -256,8 +275,12 @@ int SensorEtherNet_UDP::takePacket(std::uint8_t* packet) {
   const std::int32_t held = R_FIFO.GetDataCount();
   if (held <= 2) return -1;
   R_FIFO.ReadBuffer(packet, zel::protocol::bodyOffset);
+  const auto skip = [&](int bytes) {
+    R_FIFO.Clear(bytes);
+    linkMonitor.skipped(bytes);
+  };
   if (packet[0] != PACKET_HEAD1) {
-    R_FIFO.Clear(1);
+    skip(1);
   } else if (packet[1] == PACKET_HEAD2) {
     const int n = packet[2];
     const int length = n + int{zel::protocol::overhead};
@@ -265,10 +288,11 @@ int SensorEtherNet_UDP::takePacket(std::uint8_t* packet) {
     R_FIFO.ReadBuffer(packet, length);
     R_FIFO.Clear(length);
     if (verifyPacket(packet)) return n;
+    linkMonitor.wrongChecksum();
   } else if (packet[1] != PACKET_HEAD1) {
-    R_FIFO.Clear(2);
+    skip(2);
   } else {
-    R_FIFO.Clear(1);  // the second F6 may start a packet
+    skip(1);  // the second F6 may start a packet
   }
   return 0;
 }

@@ -27,6 +27,9 @@ struct SensorFrame {
 namespace protocol {
 struct Command;
 }  // namespace protocol
+namespace diag {
+enum class Answer;
+}  // namespace diag
 
 }  // namespace zel
 
@@ -283,7 +286,7 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   ZEL_FTC_HIDDEN bool post(int cmd, const std::uint8_t* args, int arg_len);
   ZEL_FTC_HIDDEN bool exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret,
                                int headWait, int bodyWait);
-  ZEL_FTC_HIDDEN bool readReply(std::uint8_t* ret, int headWait, int bodyWait);
+  ZEL_FTC_HIDDEN zel::diag::Answer readReply(std::uint8_t* ret, int headWait, int bodyWait);
   ZEL_FTC_HIDDEN bool command(const zel::protocol::Command& row, const std::uint8_t* payload,
                               Reply& reply);
   ZEL_FTC_HIDDEN bool command(const zel::protocol::Command& row,
@@ -294,6 +297,7 @@ class ZEL_FTC_API SensorEtherNet_UDP : public ZelSensor {
   template <typename Operation>
   bool whilePaused(Operation operation);
 
+  ZEL_FTC_HIDDEN bool isBeyondRange(const double* values);
   ZEL_FTC_HIDDEN ZelInfoCode told(std::uint8_t status, const double* checked);
   ZEL_FTC_HIDDEN const zel::SensorFrame& newestFrame();
   ZEL_FTC_HIDDEN ZelInfoCode takeReading(double* out);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <thread>
 
+#include "diag/linkmonitor.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/sensor_protocol.h"
 #include "ft/sensor_status.h"
@@ -21,6 +22,8 @@ namespace {
 
 using protocol::commandOf;
 using protocol::payloadOffset;
+using zel::diag::Answer;
+using zel::diag::linkMonitor;
 
 /// Thousandths of a value, truncated toward zero, low 32 bits.
 std::uint32_t lowBitsOfThousandths(double value) {
@@ -154,23 +157,26 @@ bool SensorEtherNet_UDP::post(int cmd, const std::uint8_t* args, int arg_len) {
 /// Sends a command and takes its answer, whose body goes into ret.
 bool SensorEtherNet_UDP::exchange(int cmd, const std::uint8_t* args, int arg_len, std::uint8_t* ret,
                                   int headWait, int bodyWait) {
-  if (!claimQueue(headWait)) return false;
-  R_FIFO.Clear();  // stale bytes are no answer
-  const bool answered = post(cmd, args, arg_len) && readReply(ret, headWait, bodyWait);
-  releaseQueue();
-  return answered;
+  Answer answer = Answer::none;
+  if (claimQueue(headWait)) {
+    R_FIFO.Clear();  // stale bytes are no answer
+    if (post(cmd, args, arg_len)) answer = readReply(ret, headWait, bodyWait);
+    releaseQueue();
+  }
+  linkMonitor.exchange(static_cast<std::uint8_t>(cmd), answer, 2 * headWait);  // 2 ms a unit
+  return answer == Answer::good;
 }
 
-bool SensorEtherNet_UDP::readReply(std::uint8_t* ret, int headWait, int bodyWait) {
+Answer SensorEtherNet_UDP::readReply(std::uint8_t* ret, int headWait, int bodyWait) {
   std::uint8_t packet[protocol::largestPacket];
   constexpr int head = protocol::bodyOffset;
-  if (readFromSensor(packet, head, headWait) == 0) return false;
-  if (packet[0] != PACKET_HEAD1 || packet[1] != PACKET_HEAD2) return false;
+  if (readFromSensor(packet, head, headWait) == 0) return Answer::none;
+  if (packet[0] != PACKET_HEAD1 || packet[1] != PACKET_HEAD2) return Answer::noPacket;
   const int n = packet[2];
-  if (readFromSensor(packet + head, n + int{protocol::trailer}, bodyWait) == 0) return false;
-  if (!verifyPacket(packet)) return false;
+  if (readFromSensor(packet + head, n + int{protocol::trailer}, bodyWait) == 0) return Answer::cut;
+  if (!verifyPacket(packet)) return Answer::wrongChecksum;
   if (ret != nullptr) std::copy_n(packet + head, n, ret);
-  return true;
+  return Answer::good;
 }
 
 bool SensorEtherNet_UDP::simpleCommunication(int cmd, std::uint8_t* ret, int timeout_ms) {
@@ -209,6 +215,7 @@ bool SensorEtherNet_UDP::command(const protocol::Command& row, const std::uint8_
   const bool accepted =
       row.check == protocol::Check::answered || reply.body[protocol::commandOffset] == row.code;
   if (answered && accepted) return true;
+  if (answered) linkMonitor.answeredOtherCommand(row.code);
   setCODE(row.failure);
   return false;
 }
@@ -372,11 +379,15 @@ bool SensorEtherNet_UDP::setAlarmThresholdValue(const double* thresholds) {
 
 // ---- frames -----------------------------------------------------------------------------------
 
+bool SensorEtherNet_UDP::isBeyondRange(const double* values) {
+  bool beyond = false;
+  for (int i = 0; i < 6; ++i) beyond = beyond || std::fabs(values[i]) > ft_range[i];
+  return beyond;
+}
+
 /// What a status byte and the values to check against the range say; 0 when they say nothing.
 ZelInfoCode SensorEtherNet_UDP::told(std::uint8_t status, const double* checked) {
-  bool overload = status == protocol::statusOverload;
-  for (int i = 0; i < 6; ++i) overload = overload || std::fabs(checked[i]) > ft_range[i];
-  if (overload) return FT_OVERLOAD_ERROR;
+  if (status == protocol::statusOverload || isBeyondRange(checked)) return FT_OVERLOAD_ERROR;
   if (status == protocol::statusNormal) return FT_N0RMAL;
   return status == protocol::statusDataError ? FT_DATA_ERROR : ZelInfoCode{};
 }
@@ -402,6 +413,7 @@ void SensorEtherNet_UDP::updatData(const std::uint8_t* data, int len) {
   // The reading first: whoever waits for the status or the count finds it there. The status once,
   // and final: nobody sees "normal" for an overloaded frame.
   rawData.publish(frame);
+  linkMonitor.frame(body[protocol::statusOffset], isBeyondRange(frame.value));
   if (code != 0) CODE = code;
   IPOC = frame.ipoc;
 }

@@ -30,6 +30,9 @@ constexpr std::size_t statusOffset = 1;
 constexpr std::size_t commandOffset = SensorEtherNet_UDP::VALID_DATA_COMMAND_BYTE_OFFSET;
 constexpr std::size_t payloadOffset = fixedBody;
 
+/// The UDP port of the host, which cannot be chosen.
+constexpr std::uint16_t localPort = 52000;
+
 // Status byte of a data frame. Other values say nothing about the reading.
 constexpr std::uint8_t statusNormal = 0;
 constexpr std::uint8_t statusOverload = 254;

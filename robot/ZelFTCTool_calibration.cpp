@@ -5,6 +5,7 @@
 #include "matrix/loadmodel.h"
 #include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
+#include "robot/limits.h"
 
 bool ZelFTCTool::recordCalibrationLoadData(double* ft, double* robot_pos) {
   ZelFtcGravityCalibrationData& data = gravityCalibrationData;
@@ -36,8 +37,7 @@ bool ZelFTCTool::gravityCalibration() {
   loadData.G = fit.weight();
 
   // One-sided, and without a test of lz: a large negative arm and any lz are accepted.
-  constexpr double largestArm = 0.5;  // m
-  isSetLoadData = !(loadData.lx > largestArm || loadData.ly > largestArm);
+  isSetLoadData = !(loadData.lx > zel::limits::largestArm || loadData.ly > zel::limits::largestArm);
   if (!isSetLoadData) loadData.lx = loadData.ly = loadData.lz = 0.0;
   return isSetLoadData;
 }

@@ -5,11 +5,13 @@
 
 #include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
+#include "robot/limits.h"
+
+namespace limits = zel::limits;
 
 namespace {
 
 constexpr double metresPerMillimetre = 0.001;
-constexpr double largestLever = 500.0;  // mm
 
 }  // namespace
 
@@ -105,7 +107,7 @@ bool ZelFTCTool::setSensorConfig(double* MaxLoad, double* flange_sensor, double*
 }
 
 bool ZelFTCTool::setLoadData(double G, double lx, double ly, double lz) {
-  if (lx > largestLever || ly > largestLever || lz > largestLever) {
+  if (lx > limits::largestLever || ly > limits::largestLever || lz > limits::largestLever) {
     isSetLoadData = false;
     return false;
   }
@@ -141,15 +143,15 @@ bool ZelFTCTool::setCorrectionMonitoring(double path, double angle) {
 }
 
 bool ZelFTCTool::setSensorNoiseThreshold(double f, double m) {
-  const bool forceAccepted = f > 0.0 && f < 100.0;
-  const bool torqueAccepted = m > 0.0 && m < 10.0;
+  const bool forceAccepted = f > 0.0 && f < limits::largestForceNoise;
+  const bool torqueAccepted = m > 0.0 && m < limits::largestTorqueNoise;
   if (forceAccepted) _f_min = f;
   if (torqueAccepted) _m_min = m;
   return forceAccepted && torqueAccepted;
 }
 
 bool ZelFTCTool::setTimeStep(double msTime) {
-  if (!(msTime >= 4.0 && msTime <= 100.0)) return false;
+  if (!(msTime >= limits::shortestPeriod && msTime <= limits::longestPeriod)) return false;
   timeStep = msTime * 0.001;
   return true;
 }

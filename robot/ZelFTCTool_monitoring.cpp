@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "matrix/length3.h"
 #include "robot/KeptTransform.h"
 #include "robot/ZelFTCTool.h"
 
@@ -18,10 +19,7 @@ bool anyExceeds(const RVector& wrench, const double* limits) {
   return exceeds;
 }
 
-/// Length of three consecutive values.
-double length3(const double* v) {
-  return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-}
+using zel::length3;
 
 /// Shifts a history of marks by one, appends the newest; true when all 20 are set.
 bool allMarked(int (&history)[20], bool mark) {

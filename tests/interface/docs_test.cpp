@@ -42,7 +42,7 @@ TEST(Snippets, StandInExamplesThatTheBuildCompiles) {
       EXPECT_THAT(examples, HasSubstr(text.substr(begin, at - begin))) << page;
     }
   }
-  EXPECT_EQ(snippets, 4);
+  EXPECT_EQ(snippets, 5);
 }
 
 TEST(CodesPage, ListsEveryCodeWithItsText) {

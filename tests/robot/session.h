@@ -33,10 +33,10 @@ extern "C" int clock_gettime(clockid_t clock, timespec* t) noexcept {
   *t = {stagedTime / 1000000000, stagedTime % 1000000000};
   return 0;
 }
-extern "C" int usleep(useconds_t us) {
-  const timespec time = {us / 1000000, us % 1000000 * 1000};
-  stagedTime += std::int64_t{1000} * us;
-  return timeIsStaged ? 0 : nanosleep(&time, nullptr);
+extern "C" int nanosleep(const timespec* wanted, timespec* left) {
+  if (!timeIsStaged) return static_cast<int>(syscall(SYS_nanosleep, wanted, left));
+  stagedTime += 1000000000 * wanted->tv_sec + wanted->tv_nsec;
+  return 0;
 }
 
 namespace reference {
