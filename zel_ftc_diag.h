@@ -144,7 +144,7 @@ ZEL_FTC_API int zel_ftc_listCodes(ZelCodeSpace space, int32_t index, zel_ftc_cod
 
 typedef struct zel_ftc_link_health {
   uint64_t datagrams;           /* received, from any address */
-  uint64_t bytes;               /* in them */
+  uint64_t bytes;               /* in them; of a longer one the first 128 */
   uint64_t foreign_datagrams;   /* of these from another address than the sensor's: accepted too */
   uint64_t dropped_datagrams;   /* of these lost because the queue was full */
   uint64_t good_frames;         /* readings published */

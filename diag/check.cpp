@@ -185,7 +185,9 @@ void zel_ftc_emptyPlan(zel_ftc_plan* plan) {
   const double unknown = std::nan("");
   plan->run = ZEL_NO_RUN;
   plan->stiffness = plan->delay = plan->travel = unknown;
-  for (double* pose : {plan->start, plan->via, plan->end}) std::fill_n(pose, 6, unknown);
+  std::fill_n(plan->start, 6, unknown);
+  std::fill_n(plan->via, 6, unknown);
+  std::fill_n(plan->end, 6, unknown);
 }
 
 int32_t zel_ftc_checkConfiguration(const zel_ftc_plan* plan, zel_ftc_finding* findings,

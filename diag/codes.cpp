@@ -25,8 +25,9 @@ constexpr const char* never = "never set by this library";
 const CodeRow rows[] = {
     // Run results, in the order of the tests.
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_BASICS_NOT_SET),
-     "load data, correction limit, monitoring functions or correction monitoring has not been "
-     "set; or the sensor status is not 10000 (external sensor: no reading handed in yet)",
+     "load data, correction limit, monitoring functions or correction monitoring has not been set; "
+     "or the sensor status is not 10000 (external sensor: initialised, but no reading handed in "
+     "yet)",
      "make the missing setting; look at ft_code; hand in a reading before the run", "%b"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_CONTACT_NOT_SET),
      "the mode was not configured, or another mode was configured after it, or zel_ftc_clear was "
@@ -38,16 +39,20 @@ const CodeRow rows[] = {
      "configure the tracking mode last", "%a"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_MESSY_MOVE),
      "a run of the other kind (line or arc) had not ended",
-     "call again: this very failure has ended the old run, the next call starts the new one", "%a"},
+     "call again: this very failure has ended the old run, the next call starts the new one. "
+     "zel_ftc_clear does it as well, but the mode must then be configured again",
+     "%a"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_SENSOR_TIMEOUT),
-     "20 cycles in a row without a new sample (the first cycle of a run does not count)",
-     "external: hand in a reading every cycle, do not read with zel_ftc_getSensorData in between; "
-     "network: sensor, cable, load of the machine. The run goes on where it was once samples come "
-     "again: zel_ftc_clear if it must not",
+     "20 calls in a row without a new sample, however fast they follow each other (the first cycle "
+     "of a run does not count)",
+     "leave missed calls out instead of making them in a burst; external: hand in a reading every "
+     "cycle, do not read with zel_ftc_getSensorData in between; network: sensor, cable, load of "
+     "the machine. The run goes on where it was once samples come again: zel_ftc_clear if it must "
+     "not",
      "%a are %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_SENSOR_OVERLOAD),
      "a raw component is above the permitted load of zel_ftc_setSensorConfig; or that was never "
-     "called (permitted load zero)",
+     "called (permitted load zero: any reading but exactly zero)",
      "take the load off; set the sensor configuration", "the raw %a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_OVER_MONITORING),
      "a compensated component is above zel_ftc_setMonitoringFunctions",
@@ -58,12 +63,13 @@ const CodeRow rows[] = {
      "the robot is farther from the start pose of the run than zel_ftc_setCorrectionMonitoring "
      "allows (mm or rad)",
      "no contact found: check the start pose and the sign of the set force; rotated mounting in "
-     "RCS_TOOL keeps turning; raise "
-     "the limit",
+     "RCS_TOOL keeps turning; raise the limit. Assembly: only in its first cycle after an approach "
+     "that had not ended; otherwise its start pose follows the robot",
      "%a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_TIMEOUT),
      "more wall-clock time since the start of the run than the time-out of the approach mode",
-     "not settled: break range below the noise, gain too low or too high; clock stepped",
+     "not settled: break range below the noise, gain too low or too high; clock stepped. Assembly: "
+     "only in its first cycle after an approach that had not ended",
      "%a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_RUNNING), "a normal cycle; the only one with return value 1",
      "command out_pos", ""},
@@ -103,7 +109,8 @@ const CodeRow rows[] = {
     {ZEL_ROW(ZEL_CODES_SENSOR, COMM_IP_ERROR), "network: address null or not four dotted numbers",
      "correct the address", ""},
     {ZEL_ROW(ZEL_CODES_SENSOR, COMM_PORT_ERROR),
-     "network: no socket to be had; local port 52000 is taken; no answer to the identity query; no "
+     "network: local port 52000 is taken; no socket to be had (then \"1: error_code=\" is printed "
+     "as well); no answer to the identity query (after 1.4 s, on a busy machine up to 5 s); no "
      "answer to the alarm axis query",
      "end the other process; free file descriptors; sensor on, address and port right, same "
      "network. Initialising can be tried again at once",
@@ -114,8 +121,9 @@ const CodeRow rows[] = {
      "network: a command was not answered, or answered wrongly",
      "repeat the command; the status returns to 10000 with the next normal frame", ""},
     {ZEL_ROW(ZEL_CODES_SENSOR, COMM_THREAD_OPEN_ERROR),
-     "network: the system refused a thread, or the place asked for it in zel_ftc_workers.h",
-     "limits and rights of the process", ""},
+     "network: the system refused a thread, or the core or priority that zel_ftc_setWorkers asked "
+     "for",
+     "zel_ftc_getWorkerFaultText tells which and what it needs", ""},
 
     // Kinds of refusal.
     {ZEL_ROW(ZEL_CODES_REASON, ZEL_REASON_NONE), "nothing has been refused", "", ""},

@@ -170,7 +170,9 @@ bool SensorEtherNet_UDP::exchange(int cmd, const std::uint8_t* args, int arg_len
 Answer SensorEtherNet_UDP::readReply(std::uint8_t* ret, int headWait, int bodyWait) {
   std::uint8_t packet[protocol::largestPacket];
   constexpr int head = protocol::bodyOffset;
-  if (readFromSensor(packet, head, headWait) == 0) return Answer::none;
+  if (readFromSensor(packet, head, headWait) == 0) {
+    return R_FIFO.GetDataCount() > 0 ? Answer::cut : Answer::none;
+  }
   if (packet[0] != PACKET_HEAD1 || packet[1] != PACKET_HEAD2) return Answer::noPacket;
   const int n = packet[2];
   if (readFromSensor(packet + head, n + int{protocol::trailer}, bodyWait) == 0) return Answer::cut;

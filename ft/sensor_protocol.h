@@ -52,16 +52,16 @@ enum class Check : std::uint8_t { answered, commandByte };
 /// A command of the protocol. Without a wait no answer is read, which goes for the two that switch
 /// the stream and for those that the driver never sends.
 struct Command {
-  std::uint8_t code;
   const char* name;
-  std::size_t payload = 0;  ///< bytes of the request
-  int wait = 0;             ///< for the answer, in units of readFromSensor
+  std::uint8_t code;
+  std::uint8_t payload = 0;  ///< bytes of the request
+  std::uint16_t wait = 0;    ///< for the answer, in units of readFromSensor
   Check check = Check::commandByte;
   ZelInfoCode failure = COMM_CMDRETURN_ERROR;  ///< CODE when the answer is missing or wrong
 };
 
 #define ZEL_COMMAND(name, ...) \
-  { SensorEtherNet_UDP::COMMAND_##name, #name __VA_OPT__(, ) __VA_ARGS__ }
+  { #name, SensorEtherNet_UDP::COMMAND_##name __VA_OPT__(, ) __VA_ARGS__ }
 inline constexpr Command commands[] = {
     ZEL_COMMAND(READ_DEVICE_ID),
     ZEL_COMMAND(CONTINUE_CAPTURE),

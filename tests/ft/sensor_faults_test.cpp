@@ -3,8 +3,10 @@
 // what a driver does.
 #include <cmath>
 
+#include "sim/loopback_socket.h"
 #include "sim/sensor_simulator.h"
 #include "tests/ft/sensor_packets.h"
+#include "zel_ftc_diag.h"
 #include "zel_ftc_lib.h"
 
 using namespace zel::sim;
@@ -64,6 +66,25 @@ TEST(SensorFaults, NothingWrongIsReadAndTheDriverFindsBack) {
     expectReadings(20, false);
   }
   for (const std::uint64_t strikes : simulator.statistics().faults) EXPECT_GT(strikes, 0U);
+
+  // Of a stream that has ended every datagram is accounted for, those of a stranger as well.
+  const Fd stranger = connectLoopback(52000);
+  EXPECT_EQ(send(stranger.get(), "?", 1, 0), 1);
+  zel_ftc_link_health health = {};
+  EXPECT_TRUE(eventually([&] { return zel_ftc_linkHealth(&health) && health.rate > 100; }));
+  EXPECT_LT(health.rate, 2000);
+  EXPECT_TRUE(sensor.setFTSensorStopSample());
+  SensorStatistics sent;
+  EXPECT_TRUE(eventually([&] {
+    sent = simulator.statistics();
+    return zel_ftc_linkHealth(&health) == 1 && health.datagrams == sent.datagrams + 1;
+  }));
+  EXPECT_TRUE(health.bytes <= sent.bytes && health.bytes > sent.bytes * 9 / 10)
+      << "long ones are cut";
+  EXPECT_EQ(health.foreign_datagrams, 1U);
+  EXPECT_EQ(health.dropped_datagrams, 0U);
+  EXPECT_TRUE(eventually([&] { return zel_ftc_linkHealth(&health) && health.rate == 0; }));
+  EXPECT_TRUE(sensor.setFTSensorStartSample());
 
   // Settings arrive, what was saved outlives a cut of the power, the stream does not.
   EXPECT_TRUE(sensor.setFTSensorStopSample());

@@ -16,6 +16,8 @@
 
 #include "sim/loopback_socket.h"
 #include "tests/ft/sensor_packets.h"
+#include "zel_ftc_diag.h"
+#include "zel_ftc_lib.h"
 
 using namespace testing_ft;
 
@@ -115,6 +117,7 @@ class SensorTest : public testing::Test {
     std::thread([] {}).join();
   }
   SensorTest() { script.queue = &sensor.R_FIFO; }
+  ~SensorTest() override { zel_ftc_close(); }
 
   void TearDown() override {
     if (sensor.bConnect && sensor.bSampleMode) script.expect({{stopCommand}});
@@ -134,13 +137,19 @@ class SensorTest : public testing::Test {
     EXPECT_TRUE(eventually([&] { return entries("task") <= threads; }));
   }
 
-  bool start(const char* address = loopback) { return sensor.initialFTSensor(port, address); }
+  bool start(const char* address = loopback) { return zel_ftc_initialFTSensor(port, address) == 1; }
   void expectStarts() {
     script.expect({{"<BINARY>"}, {identityQuery, {identityAnswer}}, {startCommand}});
     EXPECT_TRUE(start());
   }
   /// Socket and threads only.
   bool open() { return sensor.initSensorEtherNet_UDPIF(port, loopback); }
+
+  static void expectReason(const std::string& reason) {
+    char text[300];
+    zel_ftc_reasonText(nullptr, text, sizeof text);
+    EXPECT_EQ(text, reason);
+  }
 
   void expectReading(const Six& value, int code, std::int32_t count) {
     const Reading reading(sensor);
@@ -163,7 +172,8 @@ class SensorTest : public testing::Test {
   void unpack(const Datagram& packet) { sensor.updatData(raw(packet) + 3, raw(packet)[2]); }
 
   static constexpr char loopback[] = "127.0.0.1";
-  Sensor sensor;
+  const int opened = zel_ftc_open(false);
+  Sensor& sensor = *static_cast<Sensor*>(m_zelftsensorclass);
   const std::ptrdiff_t descriptors = entries("fd"), threads = entries("task");
   std::int32_t number = 1000;
 };
@@ -187,8 +197,9 @@ TEST_F(SensorTest, StartUpReadsTheIdentityAndTheFirstFrameMakesItNormal) {
 }
 
 TEST_F(SensorTest, FailedStartsLeaveNothingBehindAndTheNextOneWorks) {
-  const auto expectFailed = [&](int code) {
+  const auto expectFailed = [&](int code, const std::string& reason) {
     EXPECT_EQ(sensor.CODE, code);
+    expectReason("zel_ftc_initialFTSensor: " + reason);
     expectNothingLeft();
     expectStarts();
     TearDown();
@@ -196,7 +207,8 @@ TEST_F(SensorTest, FailedStartsLeaveNothingBehindAndTheNextOneWorks) {
   for (const char* address : {static_cast<const char*>(nullptr), "", "127.0.0", "127.0.0.1.1",
                               "127..0.1", "127.0.0.1 ", "-1.0.0.1"}) {
     EXPECT_FALSE(start(address)) << address;
-    expectFailed(COMM_IP_ERROR);
+    const std::string ip = address != nullptr ? address : "";
+    expectFailed(COMM_IP_ERROR, "ip \"" + ip + "\" is not four dotted numbers");
   }
   rlimit limit = {};
   getrlimit(RLIMIT_NOFILE, &limit);
@@ -206,20 +218,21 @@ TEST_F(SensorTest, FailedStartsLeaveNothingBehindAndTheNextOneWorks) {
   EXPECT_FALSE(start()) << "no socket to be had";
   setrlimit(RLIMIT_NOFILE, &limit);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "1: error_code=\n");
-  expectFailed(COMM_PORT_ERROR);
+  expectFailed(COMM_PORT_ERROR, "no UDP socket is to be had: Too many open files");
   {
     const zel::sim::Fd taken = zel::sim::bindLoopback(52000);
     EXPECT_FALSE(start());
   }
-  expectFailed(COMM_PORT_ERROR);
-  for (const int first : {0, 1}) {
-    threadsUntilFailure = first;
+  expectFailed(COMM_PORT_ERROR, "the local UDP port 52000 cannot be had: Address already in use");
+  for (const std::string thread : {"receive", "unpack"}) {
+    threadsUntilFailure = thread == "unpack" ? 1 : 0;
     EXPECT_FALSE(start());
-    expectFailed(COMM_THREAD_OPEN_ERROR);
+    expectFailed(COMM_THREAD_OPEN_ERROR,
+                 "the " + thread + " thread cannot be had: Resource temporarily unavailable");
   }
   script.expect({{"<BINARY>"}, {identityQuery, {}, 800 + 100}});
   EXPECT_FALSE(start()) << "nobody answers, nor streams";
-  expectFailed(COMM_PORT_ERROR);
+  expectFailed(COMM_PORT_ERROR, "no answer to GET_DEVICE_INFO within 800 ms");
   // A half-open link is not opened twice, and a start takes it down first.
   EXPECT_TRUE(open() && !open());
   EXPECT_EQ(sensor.CODE, COMM_PORT_ERROR);
@@ -268,6 +281,37 @@ TEST_F(SensorTest, SettingsPauseTheStreamAndJudgeTheirAnswer) {
        {command("11 01"), {command("63")}},
        {startCommand}});
   EXPECT_TRUE(sensor.setFTSensorKalmanFilter(true, {7, -70000, 3000000000U}, {200, 513, 1}));
+}
+
+TEST_F(SensorTest, TheLinkKnowsHowItIsAndWhyACommandFailed) {
+  expectStarts();
+  zel_ftc_link_health before, now = {};
+  ASSERT_EQ(zel_ftc_linkHealth(&before), 1);
+  EXPECT_EQ(before.age, -1);
+  Datagram badCrc = zeroCommand;
+  badCrc[6] ^= 1;
+  for (const auto& [answer, waits, reason] :
+       {std::tuple<Datagram, int, const char*>{"", 200, "no answer to ZERO_RESET within 200 ms"},
+        {"\xF6", 200, "the answer to ZERO_RESET came in part only"},
+        {"\xF6\x6F\x03", 401, "the answer to ZERO_RESET came in part only"},
+        {"\xF6\xF6\x03", 1, "the answer to ZERO_RESET is no packet of the protocol"},
+        {badCrc, 1, "the answer to ZERO_RESET has a wrong checksum"},
+        {command("63"), 1, "the answer to ZERO_RESET belongs to another command"}}) {
+    script.expect({{stopCommand}, {zeroCommand, {answer}, waits}, {startCommand}});
+    EXPECT_EQ(zel_ftc_zeroFTSensor(), 0);
+    expectReason("zel_ftc_zeroFTSensor: " + std::string(reason));
+  }
+  Datagram badFrame = frameOf({});
+  badFrame[7] ^= 1;
+  expectAccepted(4, {frameOf({}, 7), badFrame, "skipped", frameOf({0, 0, 200001}), frameOf({}, 9)});
+  ASSERT_EQ(zel_ftc_linkHealth(&now), 1);
+  EXPECT_EQ((std::array{now.good_frames, now.wrong_checksums, now.skipped_bytes}),
+            (std::array<std::uint64_t, 3>{4, 1, 7}));
+  EXPECT_EQ((std::array{now.frames_beyond_range, now.bad_status_frames, now.exchanges,
+                        now.failed_exchanges}),
+            (std::array<std::uint64_t, 4>{1, 2, before.exchanges + 6, 6}));
+  EXPECT_EQ(now.last_bad_status, 9);
+  EXPECT_TRUE(now.age >= 0 && now.longest_gap > 0 && now.rate == 0);
 }
 
 TEST_F(SensorTest, NothingIsSentWhileClosedOrForUnusableArguments) {
