@@ -11,6 +11,8 @@
 
 #include "robot/ZelFTCTool.h"
 #include "tools/command_line.h"
+#include "zel_ftc_diag.h"
+#include "zel_ftc_guard.h"
 
 namespace example {
 namespace {
@@ -39,6 +41,20 @@ std::function<void(Cycle&)> noteOf(const Side& side, const Options& options) {
   };
 }
 
+/// What a function of the library composes from a record; null stands for its last refusal.
+template <typename Record>
+std::string textOf(std::size_t (*compose)(const Record*, char*, std::size_t),
+                   const Record* record = nullptr) {
+  std::string text(compose(record, nullptr, 0), '\0');
+  compose(record, text.data(), text.size() + 1);
+  return text;
+}
+
+/// Why the library refused last, with amounts, and what to do about it.
+std::string refusal() {
+  return fmt::format("{}: {}", textOf(zel_ftc_reasonText), textOf(zel_ftc_reasonRemedy));
+}
+
 std::string codeText(int code) {
   switch (code) {
 #define EXAMPLE_CODE_TEXT(name, value, text) \
@@ -49,6 +65,11 @@ std::string codeText(int code) {
     default:
       return fmt::format("End. (axis bits {})", code - ZEL_RUN_BREAK);
   }
+}
+
+/// The system's text; of a failure also the reason.
+std::string endText(int code) {
+  return codeText(code) + (code < ZEL_RUN_END ? " " + refusal() : "");
 }
 
 }  // namespace
@@ -108,7 +129,7 @@ zel::sim::CellConfig demoCell(const Options& options) {
 
 void handIn(Wrench reading) {
   if (!isFinite(reading)) throw std::runtime_error("the sensor gave a reading that is not finite");
-  require(zel_ftc_obtainFTSensorData(reading.data()), "zel_ftc_obtainFTSensorData");
+  require(zel_ftc_obtainFTSensorData(reading.data()));
 }
 
 CellLink::CellLink(zel::sim::Cell& cell, const Options& options)
@@ -132,22 +153,35 @@ void CellLink::follow(const Pose& pose) {
   std::this_thread::sleep_until(next_);
 }
 
-void require(int result, const char* call) {
-  if (result != 1) throw std::runtime_error(fmt::format("{} returned {}", call, result));
+void require(int result) {
+  if (result != 1) throw std::runtime_error(refusal());
+}
+
+/// Holds the robot at the last good pose when a reading or a pose is not finite, or when the pose
+/// jumps or leaves the path, whatever the runs are configured to.
+void setGuard(const Setup& setup) {
+  constexpr double silence = 500.0;  // ms without a new sample
+  require(zel_ftc_setGuardLimit(ZEL_LIMIT_READING, 0.0, ZEL_GUARD_HOLD));
+  require(zel_ftc_setGuardLimit(ZEL_LIMIT_POSE, 0.0, ZEL_GUARD_HOLD));
+  require(zel_ftc_setGuardLimit(ZEL_LIMIT_STEP, setup.maxStep, ZEL_GUARD_HOLD));
+  require(zel_ftc_setGuardLimit(ZEL_LIMIT_PATH, setup.offPath, ZEL_GUARD_HOLD));
+  require(zel_ftc_setGuardLimit(ZEL_LIMIT_OFF_AXIS, setup.offPath, ZEL_GUARD_HOLD));
+  require(zel_ftc_setGuardLimit(ZEL_LIMIT_SAMPLE_AGE, silence, ZEL_GUARD_HOLD));
 }
 
 Library::Library() {
-  require(zel_ftc_open(true), "zel_ftc_open");
-  require(zel_ftc_initialFTSensor(0, nullptr), "zel_ftc_initialFTSensor");
+  require(zel_ftc_open(true));
+  require(zel_ftc_initialFTSensor(0, nullptr));
 }
 
 Library::Library(unsigned short sensorPort) {
-  require(zel_ftc_open(false), "zel_ftc_open");
+  require(zel_ftc_open(false));
   if (zel_ftc_initialFTSensor(sensorPort, "127.0.0.1") == 1) return;
   Wrench reading;
   zel_ftc_obtainFTSensorData(reading.data());  // only a read refreshes the status
-  const std::string why = fmt::format("no sensor on 127.0.0.1:{}: {} {}", sensorPort,
-                                      static_cast<int>(zel_info_.code), zel_info_.code_info);
+  const std::string why =
+      fmt::format("no sensor on 127.0.0.1:{}: {} {} {}", sensorPort,
+                  static_cast<int>(zel_info_.code), zel_info_.code_info, refusal());
   zel_ftc_close();
   throw std::runtime_error(why);
 }
@@ -166,6 +200,7 @@ Setup setupOf(const zel::sim::CellConfig& cell, const Options& options) {
 }
 
 void configure(const Setup& setup) {
+  setGuard(setup);
   Setup s = setup;  // the flat interface takes pointers to plain arrays
   const auto& [x, y, z] = s.load.centre;
   // The box holds the robot back without a message, the limit of the total correction stops the
@@ -175,20 +210,18 @@ void configure(const Setup& setup) {
   double down[3] = {-box, -box, -box};
 
   // The period first: it scales the gains of the modes.
-  require(zel_ftc_setTimeStep(s.period), "zel_ftc_setTimeStep");
+  require(zel_ftc_setTimeStep(s.period));
   require(
-      zel_ftc_setSensorConfig(s.sensorRating.data(), s.flange_sensor.data(), s.sensor_tool.data()),
-      "zel_ftc_setSensorConfig");
-  require(zel_ftc_setLoadData(s.load.weight, x, y, z), "zel_ftc_setLoadData");
-  require(zel_ftc_setCorrectionLimit(up, down, s.maxAngle), "zel_ftc_setCorrectionLimit");
-  require(zel_ftc_setMonitoringFunctions(s.permissible.data()), "zel_ftc_setMonitoringFunctions");
-  require(zel_ftc_setCorrectionMonitoring(s.maxPath, s.maxAngle),
-          "zel_ftc_setCorrectionMonitoring");
+      zel_ftc_setSensorConfig(s.sensorRating.data(), s.flange_sensor.data(), s.sensor_tool.data()));
+  require(zel_ftc_setLoadData(s.load.weight, x, y, z));
+  require(zel_ftc_setCorrectionLimit(up, down, s.maxAngle));
+  require(zel_ftc_setMonitoringFunctions(s.permissible.data()));
+  require(zel_ftc_setCorrectionMonitoring(s.maxPath, s.maxAngle));
 }
 
 void zero(RobotLink& robot) {
   if (!robot.feed()) throw std::runtime_error("no reading to take the zero reference from");
-  require(zel_ftc_sensorReset(robot.pose().data()), "zel_ftc_sensorReset");
+  require(zel_ftc_sensorReset(robot.pose().data()));
 }
 
 Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
@@ -227,8 +260,11 @@ Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLim
     if (error.ft_code != FT_N0RMAL) {
       return stopped(other, fmt::format("sensor status {} {}", error.ft_code, zel_info_.code_info));
     }
-    if (result == 0) return stopped(Outcome::By::run, codeText(error.ftc_code));
-    if (!isFinite(now.commanded)) return stopped(other, "the corrected pose is not finite");
+    if (result == 0) return stopped(Outcome::By::run, endText(error.ftc_code));
+    zel_ftc_guard_verdict verdict;
+    if (zel_ftc_guard(now.commanded.data(), now.pose.data(), &verdict) != 1) {
+      return stopped(other, textOf(zel_ftc_guardText, &verdict));
+    }
     robot.follow(now.commanded);
   }
   return stopped(Outcome::By::time, fmt::format("still running after {} s", limits.longest));
@@ -249,8 +285,7 @@ void configureApproach(const ApproachMode& mode) {
   fmt::print("mode, as the library prints it: ");
   require(zel_ftc_configApproachMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
                                      m.switchingForce, m.switchingTorque, m.breakRange.data(),
-                                     m.timeOut),
-          "zel_ftc_configApproachMode");
+                                     m.timeOut));
 }
 
 Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log) {
@@ -309,8 +344,7 @@ void configureTracking(const Options& options) {
   // A jump to more than 15 N above the wanted force stops the run with 80010.
   Wrench breakRange = {0, 0, -15, 0, 0, 0};
   require(zel_ftc_configTrackingMotionMode(RCS_TOOL, FT_FZ, expected.data(), gains.data(),
-                                           breakRange.data(), options.pathSpeed),
-          "zel_ftc_configTrackingMotionMode");
+                                           breakRange.data(), options.pathSpeed));
 }
 
 Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log) {
@@ -338,8 +372,7 @@ void configureAssembly(const ApproachMode& mode) {
   ApproachMode m = mode;
   require(zel_ftc_configAssemblyMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
                                      m.switchingForce, m.switchingTorque, m.breakRange.data(),
-                                     m.timeOut, 0.0, 0.0, 0.0),
-          "zel_ftc_configAssemblyMode");
+                                     m.timeOut, 0.0, 0.0, 0.0));
 }
 
 Outcome hold(RobotLink& robot, double seconds, const Options& options, Log& log) {

@@ -110,8 +110,8 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
-/// Throws when a flat function did not return 1, naming the call.
-void require(int result, const char* call);
+/// Throws when a flat function did not return 1: why, and what to do about it.
+void require(int result);
 
 /// What every mode needs: period, mounting, load and limits.
 struct Setup {
@@ -123,6 +123,9 @@ struct Setup {
   Wrench permissible = {60, 60, 60, 6, 6, 6};  ///< beyond it every run stops with 11000
   double maxPath = 200;   ///< mm from the start; beyond it runs but tracking stop with 11005
   double maxAngle = 0.5;  ///< rad
+  // What the guard lets through.
+  double maxStep = 2;   ///< mm from one commanded pose to the next
+  double offPath = 30;  ///< mm beside the programmed path, or the axis of an approach
 };
 
 /// The setup that fits the cell: a robot's commissioning would measure these values.
@@ -177,8 +180,8 @@ struct Outcome {
   std::string text() const { return by == By::run ? brief() + " " + why : why; }
 };
 
-/// Calls the run once per period until it ends or fails, reading or pose are not finite, the link
-/// has no more readings, or the longest time has passed. SIGINT and SIGTERM throw.
+/// Calls the run once per period until it ends or fails, the guard holds the robot, the link has no
+/// more readings, or the longest time has passed. SIGINT and SIGTERM throw.
 Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
               Log& log);
 

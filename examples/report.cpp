@@ -205,6 +205,7 @@ void Records::keepCsv() {
 
 void Records::finish(const std::string& title, const ApproachMode& mode, bool recorded) {
   keepCsv();
+  if (log.size() < 2) return;  // nothing to draw a line between
   drawLog(folder_, name_, title, csv_.path(), log, mode, recorded);
 }
 
