@@ -61,15 +61,15 @@ const CodeRow rows[] = {
      "the compensated %a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_OVER_CORRECTION),
      "the robot is farther from the start pose of the run than zel_ftc_setCorrectionMonitoring "
-     "allows (mm or rad)",
+     "allows (mm or rad). Assembly: only in its first cycle after an approach that had not ended; "
+     "otherwise its start pose follows the robot",
      "no contact found: check the start pose and the sign of the set force; rotated mounting in "
-     "RCS_TOOL keeps turning; raise the limit. Assembly: only in its first cycle after an approach "
-     "that had not ended; otherwise its start pose follows the robot",
+     "RCS_TOOL keeps turning; raise the limit",
      "%a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_TIMEOUT),
-     "more wall-clock time since the start of the run than the time-out of the approach mode",
-     "not settled: break range below the noise, gain too low or too high; clock stepped. Assembly: "
-     "only in its first cycle after an approach that had not ended",
+     "more wall-clock time since the start of the run than the time-out of the approach mode. "
+     "Assembly: only in its first cycle after an approach that had not ended",
+     "not settled: break range below the noise, gain too low or too high; clock stepped",
      "%a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_RUNNING), "a normal cycle; the only one with return value 1",
      "command out_pos", ""},

@@ -26,8 +26,8 @@ int main(int argc, char** argv) {
 
     // The mode, then one call of zel_ftc_runApproach per period until it ends.
     const example::ApproachMode mode = example::approachMode(options);
-    const example::Outcome outcome =
-        example::approach(robot, mode, {.period = options.period}, records.log);
+    const example::Outcome outcome = example::approach(
+        robot, mode, example::CycleLimits(ZEL_APPROACH_RUN, options), records.log);
 
     const example::ApproachSummary summary = example::summarise(records.log, mode);
     example::print(summary, mode, outcome);

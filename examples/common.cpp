@@ -224,6 +224,32 @@ void zero(RobotLink& robot) {
   require(zel_ftc_sensorReset(robot.pose().data()));
 }
 
+CycleLimits::CycleLimits(ZelRunKind run, double controlPeriod) : period(controlPeriod) {
+  zel_ftc_emptyPlan(&plan);
+  plan.run = run;
+}
+
+CycleLimits::CycleLimits(ZelRunKind run, const Options& options)
+    : CycleLimits(run, options.period) {
+  plan.stiffness = options.stiffness;
+  plan.delay = 1000.0 * options.lag;
+  plan.travel = options.distance;
+}
+
+namespace {
+
+void printFindings(const zel_ftc_plan& plan) {
+  std::array<zel_ftc_finding, ZEL_FINDINGS_ENOUGH> findings;
+  const int count = zel_ftc_checkConfiguration(&plan, findings.data(), ZEL_FINDINGS_ENOUGH);
+  for (const zel_ftc_finding* finding = &findings[0]; finding != &findings[0] + count; ++finding) {
+    if (finding->severity < ZEL_FINDING_WARNING) continue;
+    fmt::print("check: {}: {}\n", textOf(zel_ftc_findingText, finding),
+               textOf(zel_ftc_findingRemedy, finding));
+  }
+}
+
+}  // namespace
+
 Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
               Log& log) {
   const double period = 0.001 * limits.period;
@@ -234,6 +260,9 @@ Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLim
     return Outcome{by, error.ftc_code, std::move(why)};
   };
   constexpr auto other = Outcome::By::other;
+  zel_ftc_plan plan = limits.plan;
+  std::copy_n(robot.pose().data(), 6, plan.start);
+  printFindings(plan);
   for (std::size_t n = 0; n < longest; ++n) {
     cli::stopIfInterrupted();
     if (!robot.feed()) return stopped(other, "still running at the end of the recording");
@@ -276,7 +305,8 @@ ApproachMode approachMode(const Options& options) {
   mode.gains[mode.direction] = options.gain;
   mode.speed = options.approachSpeed;
   mode.switchingForce = 0.2 * options.force;
-  mode.breakRange[mode.direction] = 0.02 * options.force;
+  // Wider than the dead band, below which nothing is corrected.
+  mode.breakRange[mode.direction] = std::max(0.3, 0.02 * options.force);
   return mode;
 }
 
@@ -352,8 +382,10 @@ Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& option
   const auto run = [&](double* out, double* now, zel_ftc_error* error) {
     return zel_ftc_runTrackingMotionL(out, start.data(), end.data(), now, error);
   };
-  return cycle(robot, "line", run,
-               {.period = options.period, .note = noteOf(besideLine(start, end), options)}, log);
+  CycleLimits limits(ZEL_LINE_RUN, options);
+  std::copy_n(end.data(), 6, limits.plan.end);
+  limits.note = noteOf(besideLine(start, end), options);
+  return cycle(robot, "line", run, limits, log);
 }
 
 Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options,
@@ -362,9 +394,11 @@ Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Option
   const auto run = [&](double* out, double* now, zel_ftc_error* error) {
     return zel_ftc_runTrackingMotionC(out, start.data(), via.data(), end.data(), now, error);
   };
-  return cycle(robot, "arc", run,
-               {.period = options.period, .note = noteOf(besideArc(start, via, end), options)},
-               log);
+  CycleLimits limits(ZEL_ARC_RUN, options);
+  std::copy_n(via.data(), 6, limits.plan.via);
+  std::copy_n(end.data(), 6, limits.plan.end);
+  limits.note = noteOf(besideArc(start, via, end), options);
+  return cycle(robot, "arc", run, limits, log);
 }
 
 void configureAssembly(const ApproachMode& mode) {
@@ -376,8 +410,9 @@ void configureAssembly(const ApproachMode& mode) {
 }
 
 Outcome hold(RobotLink& robot, double seconds, const Options& options, Log& log) {
-  return cycle(robot, "hold", zel_ftc_runAssembly, {.period = options.period, .longest = seconds},
-               log);
+  CycleLimits limits(ZEL_ASSEMBLY_RUN, options);
+  limits.longest = seconds;
+  return cycle(robot, "hold", zel_ftc_runAssembly, limits, log);
 }
 
 Outcome pushHome(RobotLink& robot, double speed, const ApproachMode& mode, const Options& options,
@@ -391,11 +426,10 @@ Outcome pushHome(RobotLink& robot, double speed, const ApproachMode& mode, const
     if (result == 1) std::copy(next.begin(), next.end(), out);
     return result;
   };
-  return cycle(robot, "push", run,
-               {.period = options.period,
-                .longest = 10.0,
-                .note = [&](Cycle& cycle) { cycle.wanted = mode.force; }},
-               log);
+  CycleLimits limits(ZEL_ASSEMBLY_RUN, options);
+  limits.longest = 10.0;
+  limits.note = [&](Cycle& cycle) { cycle.wanted = mode.force; };
+  return cycle(robot, "push", run, limits, log);
 }
 
 double motionAlong(int axis, Pose from, Pose to) {

@@ -52,7 +52,7 @@ int main(void) {
   double box_max[3] = {220, 220, 220}, box_min[3] = {-220, -220, -220}; /* mm around the start */
   double permissible[6] = {60, 60, 60, 6, 6, 6};                        /* beyond it: 11000 */
   double gains[6] = {0, 0, 3, 0, 0, 0};     /* mm/s per N; 0 holds the axis stiff */
-  double settled[6] = {0, 0, 0.2, 0, 0, 0}; /* the run ends when |F + E| stays within, N */
+  double settled[6] = {0, 0, 0.3, 0, 0, 0}; /* the run ends when |F + E| stays within, N */
   double reading[6] = {0, 0, 0, 0, 0, 0};
   zel_ftc_error err = {0, 0, 0};
   const char* stopped = NULL;

@@ -46,7 +46,9 @@ int main(int argc, char** argv) {
     example::configure(setup);
     example::zero(robot);  // with the first line: it has to be free of contact
 
-    const example::CycleLimits limits{.period = setup.period, .longest = 1e6, .progress = 5.0};
+    example::CycleLimits limits(ZEL_APPROACH_RUN, setup.period);
+    limits.longest = 1e6;
+    limits.progress = 5.0;
     example::Outcome last;
     int runs = 0;
     for (std::size_t begin = 0; begin == 0 || all; begin = log.size()) {

@@ -222,7 +222,8 @@ Session::Session(const std::string& sessionName, const Options& sessionOptions)
 }
 
 Outcome Session::approach() {
-  const Outcome outcome = example::approach(robot, mode, {.period = options.period}, records.log);
+  const Outcome outcome =
+      example::approach(robot, mode, CycleLimits(ZEL_APPROACH_RUN, options), records.log);
   print(summarise(records.log, mode), mode, outcome);
   return outcome;
 }

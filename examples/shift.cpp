@@ -34,7 +34,7 @@ struct Shift {
   }
 
   Outcome contact() {
-    const Outcome outcome = approach(robot, mode, {.period = options.period}, log);
+    const Outcome outcome = approach(robot, mode, CycleLimits(ZEL_APPROACH_RUN, options), log);
     print(summarise(log, mode), mode, outcome);
     return outcome;
   }
