@@ -9,9 +9,11 @@
 #include <string>
 
 #include "eigen_cycle.h"
+#include "ft/ZelForceSensorEtherNetUDP.h"
 #include "matrix/rigidtransform.h"
 #include "matrix/rmatrix.h"
 #include "support.h"
+#include "zel_ftc_guard.h"
 #include "zel_ftc_lib.h"
 
 namespace {
@@ -187,6 +189,25 @@ void flatCycle(benchmark::State& state) {
   zel_ftc_close();
 }
 
+/// The same with the guard behind it, every limit on.
+template <typename Mode>
+void guardedCycle(benchmark::State& state) {
+  openConfigured();
+  Mode::configure(static_cast<ZelRcs>(state.range(0)));
+  for (int limit = 0; limit < ZEL_GUARD_LIMIT_COUNT; ++limit) {
+    require(zel_ftc_setGuardLimit(static_cast<ZelGuardLimit>(limit), 1e9, ZEL_GUARD_HOLD) == 1,
+            "a limit was refused");
+  }
+  zel_ftc_guard_verdict verdict{};
+  overCycles(state, [&](Six& wrench, Six& pose, Six& out, zel_ftc_error& err) {
+    zel_ftc_obtainFTSensorData(wrench.data());
+    Mode::run(out, pose, err);
+    return zel_ftc_guard(out.data(), pose.data(), &verdict);
+  });
+  require(verdict.event == 0, "the guard has tripped");
+  zel_ftc_close();
+}
+
 /// Both cycles command the same poses: otherwise their times are not to be compared.
 template <typename Mode, typename EigenCycle>
 void requireAgreement(int rcs, EigenCycle cycle) {
@@ -225,6 +246,7 @@ bool registerCycles(const std::string& mode) {
     b->ArgName("rcs")->Arg(WORLD)->Arg(TOOL)->Arg(SENSOR);
   };
   inFrames(RegisterBenchmark(("flat" + mode + "Cycle").c_str(), flatCycle<Mode>));
+  inFrames(RegisterBenchmark(("guarded" + mode + "Cycle").c_str(), guardedCycle<Mode>));
   const std::string eigen = "eigen" + mode + "Cycle/";
   inFrames(RegisterBenchmark((eigen + "stepByStep").c_str(), eigenCycle<Mode>, false));
   inFrames(RegisterBenchmark((eigen + "poseShared").c_str(), eigenCycle<Mode>, true));
@@ -232,6 +254,16 @@ bool registerCycles(const std::string& mode) {
 }
 [[maybe_unused]] const bool registered = registerCycles<Approach>("Approach") &&
                                          registerCycles<Line>("Line") && registerCycles<Arc>("Arc");
+
+// ---- frames of the network sensor ---------------------------------------------------------------
+
+/// What the unpack thread does with a data frame: decode, judge, count, hand over.
+void networkFrame(benchmark::State& state) {
+  SensorEtherNet_UDP sensor;
+  std::uint8_t body[27] = {0, 0, SensorEtherNet_UDP::COMMAND_CONTINUE_CAPTURE, 1, 2};
+  for (auto _ : state) sensor.updatData(body, sizeof body);
+}
+BENCHMARK(networkFrame);
 
 // ---- transform operations ----------------------------------------------------------------------
 

@@ -9,7 +9,9 @@
 #include <sys/wait.h>
 
 #include "sim/sensor_simulator.h"
+#include "tests/diag/arrangement.h"
 #include "tests/robot/session.h"
+#include "zel_ftc_guard.h"
 
 // By the library on the thread of the test; what the network sensor's threads do does not count.
 static int taken = 0, givenBack = 0, failing = -1;
@@ -118,6 +120,49 @@ TEST(ControlCycles, OnTheNetworkSensorReadFrameAfterFrameLikewise) {
     return frames == 100;
   };
   EXPECT_EQ(verdictOn(open, read), quiet);
+}
+
+TEST(ControlCycles, WithDiagnosisCheckAndGuardLikewise) {
+  zel::test::Arrangement setup;
+  zel::test::Six reading{}, pose{};
+  std::array<zel_ftc_finding, ZEL_FINDINGS_ENOUGH> findings;
+  const auto open = [&] {
+    timeIsStaged = false;
+    zel_ftc_open(true);
+    zel_ftc_initialFTSensor(0, nullptr);
+    setup.make(reading);
+    for (int limit = 0; limit < ZEL_GUARD_LIMIT_COUNT; ++limit) {
+      zel_ftc_setGuardLimit(static_cast<ZelGuardLimit>(limit), 1e-9, ZEL_GUARD_HOLD);
+    }
+  };
+  const auto work = [&] {
+    char text[400];
+    zel_ftc_reason reason;
+    zel_ftc_cycle_view view;
+    zel_ftc_guard_verdict verdict;
+    const zel_ftc_plan plan = setup.plan();
+    const InLibrary inLibrary;
+    int held = 0, refused = 0;
+    for (int n = 0; n < 100; ++n) {
+      zel_ftc_error err;
+      zel_ftc_obtainFTSensorData(reading.data());
+      if (zel_ftc_runApproach(pose.data(), setup.start.data(), &err) != 1) return false;
+      held += 1 - zel_ftc_guard(pose.data(), setup.start.data(), &verdict);
+      refused += 1 - zel_ftc_setTimeStep(1);
+      zel_ftc_lastReason(&reason);
+      zel_ftc_reasonText(&reason, text, sizeof text);
+      zel_ftc_reasonRemedy(&reason, text, sizeof text);
+      zel_ftc_guardText(&verdict, text, sizeof text);
+      zel_ftc_cycleView(&view);
+      for (int i = 0; i < view.not_ending_count; ++i) {
+        zel_ftc_whyText(&view.not_ending[i], text, sizeof text);
+      }
+      const int found = zel_ftc_checkConfiguration(&plan, findings.data(), ZEL_FINDINGS_ENOUGH);
+      for (int i = 0; i < found; ++i) zel_ftc_findingText(&findings[i], text, sizeof text);
+    }
+    return held > 90 && refused == 100;
+  };
+  EXPECT_EQ(verdictOn(open, work), quiet);
 }
 
 TEST(SystemCallFilter, SeesAPrint) {
