@@ -16,6 +16,9 @@
  *     for reading the clock (UDP sensor: while it streams). Four functions print a line, so keep
  *     them out of the cycle: zel_ftc_configApproachMode, zel_ftc_getLoadData, a refused
  *     zel_ftc_sensorReset, and zel_ftc_initialFTSensor when the system has no socket.
+ *  7. Why: zel_ftc_diag.h tells the reason of every 0 and -1, with amounts and remedy.
+ *     zel_ftc_check.h checks the configuration before the robot moves, zel_ftc_guard.h watches the
+ *     commanded pose, zel_ftc_workers.h places the network sensor's threads.
  *
  * Valid C11 and C++11.
  */
