@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <initializer_list>
 #include <new>
 #include <thread>
@@ -15,6 +14,7 @@
 #include "diag/library.h"
 #include "diag/linkmonitor.h"
 #include "diag/reasons.h"
+#include "diag/text.h"
 #include "ft/ZelForceSensorBase.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
 #include "ft/ZelForceSensorExternal.h"
@@ -165,7 +165,7 @@ int zel_ftc_issetok(bool isok) {
 int zel_ftc_open(bool isExternal) {
   if (isOpen()) {
     zel_ftc_reason open = diag::because(ZEL_REASON_ALREADY_OPEN);
-    std::strcpy(open.detail, zel_is_external ? "external" : "network");
+    diag::Text(open.detail, sizeof open.detail) << (zel_is_external ? "external" : "network");
     return diag::refuse(__func__, 0, open);
   }
   ZelFTCTool* newTool = nullptr;
