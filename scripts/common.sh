@@ -4,8 +4,8 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
-demo_packages=(g++ cmake ninja-build libboost-dev libfmt-dev libcli11-dev libfccp-dev gnuplot-nox)
-test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev binutils)
+demo_packages=(g++ cmake ninja-build libboost-dev libfmt-dev libcli11-dev libfccp-dev libeigen3-dev gnuplot-nox)
+test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev binutils)
 ci_packages=("${test_packages[@]}" clang libclang-rt-14-dev clang-format)
 
 # Installs what is missing of the packages named; says nothing when there is nothing to do.

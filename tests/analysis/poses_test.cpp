@@ -1,0 +1,122 @@
+// Reading poses from CSV files, and taking rows of a pose together.
+#include "analysis/poses.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <stdexcept>
+
+namespace {
+
+using testing::DoubleNear;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Pointwise;
+using zel::analysis::readPoses;
+using zel::analysis::Rotation;
+using zel::analysis::StaticPose;
+using zel::analysis::Vector;
+using zel::analysis::Wrench;
+
+class PoseFiles : public testing::Test {
+ protected:
+  std::vector<StaticPose> read(const std::string& text) {
+    std::ofstream(path_, std::ios::binary) << text;
+    return readPoses(path_);
+  }
+
+  std::string refusal(const std::string& text) {
+    try {
+      read(text);
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "accepted";
+  }
+
+  const std::string path_ =
+      testing::TempDir() + testing::UnitTest::GetInstance()->current_test_info()->name() + ".csv";
+};
+
+const std::string wrench = "fx,fy,fz,mx,my,mz\n";
+
+/// Columns of R: where z, then x, then y of a base end up after turns of 90 degrees about Z and X.
+const Rotation turned = {{{0, 0, 1}, {1, 0, 0}, {0, 1, 0}}};
+
+TEST_F(PoseFiles, EveryFormOfOrientationAndUnitMeansTheSamePose) {
+  const std::string files[] = {
+      "qw,qx,qy,qz,x_mm,y_mm,z_mm," + wrench + "0.5,0.5,0.5,0.5,400,-30,1.5,1,2,3,4,5,6\n",
+      "a_deg,b_deg,c_deg,x_m,y_m,z_m," + wrench + "90,0,90,0.4,-0.03,0.0015,1,2,3,4,5,6",
+      "\xef\xbb\xbfmz,my,mx,fz,fy,fx,z_m,x_m,y_m, a_rad ,c_rad,b_rad\r\n"
+      "\r\n6,5,4,3,+2,1,1.5e-3, .4\t,-0.03,1.5707963267948966,1.5707963267948966,0\r\n",
+  };
+  for (const std::string& file : files) {
+    const std::vector<StaticPose> poses = read(file);
+    ASSERT_EQ(poses.size(), 1u) << file;
+    const Rotation R = rotationOf(poses[0].orientation);
+    for (int i = 0; i < 3; ++i) EXPECT_THAT(R[i], Pointwise(DoubleNear(1e-15), turned[i])) << file;
+    EXPECT_THAT(*poses[0].position, Pointwise(DoubleNear(1e-12), Vector{400, -30, 1.5}));
+    EXPECT_THAT(poses[0].wrench, ElementsAre(1, 2, 3, 4, 5, 6));
+    EXPECT_EQ(poses[0].name, "1");
+  }
+}
+
+TEST_F(PoseFiles, RowsOfAPoseAreTakenTogether) {
+  const auto unlabelled = read("a_deg,b_deg,c_deg,time_s," + wrench +
+                               "0,0,10,7,1,0,0,0,0,0\n"
+                               "0,0,10,8,4,0,0,0,0,-3\n"
+                               "0,0,20,9,5,0,0,0,0,0\n"
+                               "0,0,10,10,6,0,0,0,0,0\n");
+  ASSERT_EQ(unlabelled.size(), 3u);
+  EXPECT_THAT(unlabelled[0].wrench, ElementsAre(2.5, 0, 0, 0, 0, -1.5));
+  EXPECT_EQ(unlabelled[0].rows, 2u);
+  EXPECT_EQ(unlabelled[1].time, 9.0);
+  EXPECT_EQ(unlabelled[2].line, 5u);
+
+  const auto labelled = read("pose,a_deg,b_deg,c_deg," + wrench +
+                             "up,0,0,10,1,0,0,0,0,0\n"
+                             "up,0,0,10.001,3,0,0,0,0,0\n"
+                             "down,0,0,10.001,5,0,0,0,0,0\n");
+  ASSERT_EQ(labelled.size(), 2u);
+  EXPECT_EQ(labelled[0].wrench[0], 2.0);
+  EXPECT_EQ(labelled[1].name, "down");
+}
+
+TEST_F(PoseFiles, WhatIsWrongIsNamedWithFileLineAndColumn) {
+  const std::string header = "a_deg,b_deg,c_deg," + wrench;
+  const std::string rows = header + "0,0,0,1,2,3,4,5,6\n";
+  const std::pair<std::string, std::string> cases[] = {
+      {"", " is empty: a header line is missing"},
+      {header + "\n", " has no reading after the header"},
+      {std::string("\xff\xfe") + "a\0b\0", ", line 1: this is UTF-16 text, save it as UTF-8"},
+      {std::string("a\0_\0d\0", 6), ", line 1: this is UTF-16 text, save it as UTF-8"},
+      {"x," + rows, ", line 1: column \"x\" is not known"},
+      {"fx," + rows, ", line 1: column \"fx\": stands there twice"},
+      {"a_deg,b_deg," + wrench, ", line 1: column \"c_deg\": is missing; a_deg, b_deg, c_deg come"},
+      {"a_deg,b_deg,c_deg,fx\n", ", line 1: column \"fy\": is missing; fx, fy, fz, mx, my, mz"},
+      {"a_rad," + rows, ", line 1: column \"a_deg\": says in another unit what \"a_rad\" says"},
+      {wrench, ", line 1: the orientation has to be in exactly one of qw, qx, qy, qz;"},
+      {"qw,qx,qy,qz," + rows, ", line 1: the orientation has to be in exactly one of"},
+      {rows + "0,0,0,1,2,3,4,5\n", ", line 3: 8 cells, but 9 columns"},
+      {rows + "\n0,0,0,1,2,x3,4,5,6\n", ", line 4: column \"fz\": \"x3\" is not a finite number"},
+      {header + "0,0,,1,2,3,4,5,6\n", ", line 2: column \"c_deg\": \"\" is not a finite number"},
+      {header + "0,0,0,1,2,3,inf,5,6\n", "column \"mx\": \"inf\" is not a finite number"},
+      {header + "0,0,0,1,2,3,4,5,1,5\n", ", line 2: 10 cells, but 9 columns"},
+      {"a_rad,b_rad,c_rad," + wrench + "0,90,0,1,2,3,4,5,6\n",
+       ", line 2: column \"b_rad\": 90 is more than one turn; degrees belong into a_deg"},
+      {"qw,qx,qy,qz," + wrench + "1,0,0.1,0,1,2,3,4,5,6\n",
+       ", line 2: columns \"qw\" to \"qz\": the quaternion has the length 1.005, not 1"},
+  };
+  for (const auto& [text, what] : cases) EXPECT_THAT(refusal(text), HasSubstr(path_ + what));
+  EXPECT_THAT([] { readPoses("/no/such/file"); },
+              testing::ThrowsMessage<std::runtime_error>("/no/such/file cannot be read"));
+  EXPECT_THAT([] { readPoses(testing::TempDir()); },
+              testing::ThrowsMessage<std::runtime_error>(EndsWith("cannot be read")));
+
+  std::string many = header;
+  for (int k = 0; k <= 1000; ++k) many += std::to_string(0.01 * k) + ",0,0,1,2,3,4,5,6\n";
+  EXPECT_THAT(refusal(many), HasSubstr(path_ + ", line 1002: more than 1000 poses: one line per"));
+}
+
+}  // namespace
