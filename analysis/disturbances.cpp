@@ -45,9 +45,10 @@ std::vector<Drift> drifts(const VectorXd& time) {
   }
   std::vector<double> t(time.begin(), time.end());
   std::sort(t.begin(), t.end());
-  const auto n = t.size();
-  for (std::size_t s = 1; s < n; ++s) {
-    const double before = t[s - 1], at = t[s], after = t[std::min(s + 1, n - 1)];
+  const auto n = t.size(), stride = std::max<std::size_t>(1, n / 60);
+  for (std::size_t s = 1; s < n; s += stride) {
+    const double before = t[s - std::min(s, stride)], at = t[s],
+                 after = t[std::min(s + stride, n - 1)];
     // What concerns less than three poses at an end is a contact.
     if (s >= 2 && at > 0.0) list.push_back({rampUntil, at, std::max(before, 1e-3), after});
     if (s + 2 < n && at < 1.0) list.push_back({rampFrom, at, before, std::min(after, 0.999)});

@@ -97,12 +97,14 @@ bool isRotation(const Matrix3d& R) {
 void requireFinite(std::span<const StaticPose> poses) {
   for (const StaticPose& pose : poses) {
     const auto finite = [](const auto& values) {
-      return std::all_of(values.begin(), values.end(), [](double x) { return std::isfinite(x); });
+      return std::all_of(values.begin(), values.end(),
+                         [](double x) { return std::fabs(x) <= largestNumber; });
     };
     const Rotation R = rotationOf(pose.orientation);
     if (!finite(pose.wrench) || !finite(R[0]) || !finite(R[1]) || !finite(R[2]) ||
-        !finite(pose.position.value_or(Vector{})) || !std::isfinite(pose.time.value_or(0.0))) {
-      throw std::invalid_argument("pose " + pose.name + " has a number that is not finite");
+        !finite(pose.position.value_or(Vector{})) || !finite(Vector{pose.time.value_or(0.0)})) {
+      throw std::invalid_argument("pose " + pose.name +
+                                  " has a number that is not finite, or a huge one");
     }
   }
   if (poses.empty()) throw std::invalid_argument("there is no pose to identify a load from");
@@ -132,8 +134,9 @@ class Identification {
     keepRotations();
     checkPositions();
     if (kept_.size() < 3) {
-      find(Mistake::too_few_poses,
-           fmt::format("{} poses are not enough for weight and centre of mass", kept_.size()));
+      find(
+          Mistake::too_few_poses,
+          fmt::format("weight and centre of mass take three poses at least, not {}", kept_.size()));
       judge();
       return std::move(report_);
     }
@@ -374,21 +377,19 @@ class Identification {
     report_.condition_force = seen.condition_force;
     report_.condition_torque = seen.condition_torque;
     report_.undetermined = seen.undetermined;
+    report_.undetermined_why = seen.why;
     const bool open = !answer.weight.determined() ||
                       std::any_of(answer.centre.begin(), answer.centre.end(),
                                   [](const Estimate& c) { return !c.determined(); });
-    if (open) {
-      std::string text = "these orientations do not tell";
-      for (const std::string& what : seen.undetermined) {
-        text += (what == seen.undetermined.front() ? " " : ", ") + what.substr(0, what.find(':'));
-      }
-      text += seen.undetermined.front().substr(seen.undetermined.front().find(':'));
-      find(Mistake::similar_orientations, text);
-    } else if (!seen_) {
-      find(Mistake::no_weight,
-           fmt::format("the weight, {:.2f} N, does not stand out from the noise",
-                       answer.weight.value),
-           0.0);
+    if (answer.weight.determined() && !seen_) {
+      const std::string text = fmt::format(
+          "the weight, {:.2f} N, does not stand out from the noise", answer.weight.value);
+      if (open) report_.undetermined_why = text;
+      find(Mistake::no_weight, text);
+    } else if (open) {
+      find(Mistake::similar_orientations,
+           fmt::format("these orientations do not tell {}: {}", fmt::join(seen.undetermined, ", "),
+                       seen.why));
     } else {
       const double weight = answer.weight.value;
       if (boundBelow(answer.force_noise, fit_.force.dof) > loud_force * weight) {

@@ -88,7 +88,7 @@ struct PoseResidual {
   bool left_out = false;  ///< takes no part in the answer
 };
 
-/// Standard deviations of weight (N) and centre of mass (mm).
+/// Standard deviations of weight (N) and centre of mass (mm); infinite: cannot be told.
 struct Accuracy {
   double weight = std::numeric_limits<double>::infinity();
   Vector centre = {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(),
@@ -132,9 +132,10 @@ struct Report {
 
   double condition_force = 0.0;  ///< of the equations, 1 is best
   double condition_torque = 0.0;
-  std::vector<std::string> undetermined;  ///< quantities that these poses cannot tell, and why
+  std::vector<std::string> undetermined;  ///< quantities that these poses cannot tell: "lz"
+  std::string undetermined_why;           ///< "all poses have gravity along z"
 
-  std::optional<NextPose> next;  ///< absent with fewer than two poses
+  std::optional<NextPose> next;  ///< absent with fewer than three poses
   bool goal_reached = false;     ///< the goal, or the limits of `good` without one
   /// Poses still needed for it when they are chosen well; absent when thirty are not enough.
   std::optional<int> poses_missing;
@@ -148,8 +149,8 @@ struct Report {
 /// Model: F = R'G + F0, M = l x (R'G) + M0 with R = R_base_sensor and G free in the base. Weight
 /// |G| agrees with ldd_tool.
 ///
-/// Throws std::invalid_argument when a number is not finite or there is no pose at all. Same input,
-/// same report. Allocates; not for the control thread.
+/// Throws std::invalid_argument when a number is not finite or beyond `largestNumber`, and when
+/// there is no pose at all. Same input, same report. Allocates; not for the control thread.
 Report identify(std::span<const StaticPose> poses, const Options& options = {});
 
 /// The report as text, at most 80 columns wide, no escape codes.

@@ -202,8 +202,8 @@ class PoseFile {
     double value = 0.0;
     const auto [end, error] =
         std::from_chars(cell.data() + (cell.starts_with('+') ? 1 : 0), last, value);
-    if (error != std::errc() || end != last || !std::isfinite(value)) {
-      fail(column, fmt::format("\"{}\" is not a finite number", cell));
+    if (error != std::errc() || end != last || !(std::fabs(value) <= largestNumber)) {
+      fail(column, fmt::format("\"{}\" is not a finite number, or a huge one", cell));
     }
     return value;
   }

@@ -62,6 +62,8 @@ class PoseCollector {
 /// The most poses and the most rows that are read from a file.
 constexpr std::size_t mostPoses = 1000;
 constexpr std::size_t mostRows = 10'000'000;
+/// The largest magnitude of a number of any unit; nothing that is measured comes near it.
+constexpr double largestNumber = 1e12;
 
 /// Reads poses from a CSV file: a header line, then one line per reading, comma separated, decimal
 /// points, UTF-8 or ASCII, in any order of columns. Units stand in the column names:
@@ -78,9 +80,9 @@ constexpr std::size_t mostRows = 10'000'000;
 /// Empty lines are skipped, spaces around cells as well. The file is read line by line. Throws
 /// std::runtime_error with one sentence that names file, line and column for: a file that cannot
 /// be read or is empty, UTF-16, a column that is missing, repeated, unknown or says the same in a
-/// second unit, a row that is too short or too long, a cell that is not a finite number, an angle
-/// of more than one turn, a quaternion that is not of unit length, more poses or rows than the
-/// limits above.
+/// second unit, a row that is too short or too long, a cell that is not a number or beyond
+/// `largestNumber`, an angle of more than one turn, a quaternion that is not of unit length, more
+/// poses or rows than the limits above.
 std::vector<StaticPose> readPoses(const std::string& path);
 
 }  // namespace zel::analysis

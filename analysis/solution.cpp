@@ -80,6 +80,17 @@ class Information {
     return a;
   }
 
+  /// The same, infinite where the poses cannot tell.
+  Accuracy told() const {
+    const auto lacking = deficiency();
+    Accuracy a = accuracy();
+    if (!(lacking[0] <= hopeless)) a.weight = Accuracy().weight;
+    for (int i = 0; i < 3; ++i) {
+      if (!(lacking[1 + i] <= hopeless)) a.centre[i] = Accuracy().centre[i];
+    }
+    return a;
+  }
+
   /// Deviation of each quantity against the one of as many well-spread poses: G's part along
   /// gravity, centre, force offset, torque offset.
   std::array<double, 10> deficiency() const {
@@ -127,7 +138,8 @@ class Information {
 
   static double condition(const MatrixXd& normal) {
     const auto values = Eigen::SelfAdjointEigenSolver<MatrixXd>(normal).eigenvalues();
-    return std::sqrt(values(values.size() - 1) / std::max(values(0), 0.0));
+    if (!(values(0) > 0.0)) return std::numeric_limits<double>::infinity();
+    return std::sqrt(values(values.size() - 1) / values(0));
   }
 
   MatrixXd force_, torque_, coupling_;
@@ -135,7 +147,7 @@ class Information {
 };
 
 Estimate estimate(double value, double variance, double deficiency) {
-  if (deficiency > hopeless) return {};
+  if (!(deficiency <= hopeless)) return {};
   return {value, std::sqrt(variance)};
 }
 
@@ -240,7 +252,7 @@ Solution solutionOf(const Explanation& e, const LoadFit& fit) {
   const auto rms = [&](const Model& model, double rss) {
     double rows = 0.0;
     for (int k = 0; k < model.poses(); ++k) rows += e.used[k] ? model.rows[k] : 0;
-    return std::sqrt(rss / rows);
+    return rows > 0.0 ? std::sqrt(rss / rows) : 0.0;
   };
   s.force_rms = rms(fit.force_model, fit.force.rss);
   s.torque_rms = rms(fit.torque_model, fit.torque.rss);
@@ -263,7 +275,7 @@ double chanceOfWeight(const Explanation& e, const LoadFit& fit) {
 
 Observability observabilityOf(const Explanation& e, const LoadFit& fit) {
   const Information info(e, fit);
-  Observability result{info.conditionForce(), info.conditionTorque(), {}};
+  Observability result{info.conditionForce(), info.conditionTorque(), {}, {}};
   const auto lacking = info.deficiency();
   const char* const names[10] = {"weight",
                                  "lx",
@@ -275,12 +287,10 @@ Observability observabilityOf(const Explanation& e, const LoadFit& fit) {
                                  "torque offset x",
                                  "torque offset y",
                                  "torque offset z"};
-  std::string reason;
   for (std::size_t i = 0; i < lacking.size(); ++i) {
-    if (lacking[i] <= hopeless) continue;
-    if (reason.empty()) reason = reasonOf(e, fit.G);
-    result.undetermined.push_back(fmt::format("{}: {}", names[i], reason));
+    if (!(lacking[i] <= hopeless)) result.undetermined.emplace_back(names[i]);
   }
+  if (!result.undetermined.empty()) result.why = reasonOf(e, fit.G);
   return result;
 }
 
@@ -314,7 +324,7 @@ Plan planOf(const Explanation& e, const LoadFit& fit, const Matrix3d& mounting, 
   Information info(e, fit);
   Plan plan;
   for (int added = 0; added <= most_poses; ++added) {
-    const Accuracy before = info.accuracy();
+    const Accuracy before = info.told();
     const bool reached = worstShare(before, goal, info.freedom) <= 1.0;
     if (reached) plan.poses_missing = added;
     if (plan.next && reached) break;
@@ -334,7 +344,7 @@ Plan planOf(const Explanation& e, const LoadFit& fit, const Matrix3d& mounting, 
     info.add(best->R);
     if (!plan.next) {
       plan.next = NextPose{best->angles, arrayOf(best->R.transpose() * fit.G / info.weight), before,
-                           info.accuracy()};
+                           info.told()};
     }
     if (reached) break;
   }

@@ -27,7 +27,8 @@ double worstShare(const Accuracy& accuracy, const Goal& goal, int freedom);
 /// How well the orientations tell the answer.
 struct Observability {
   double condition_force, condition_torque;
-  std::vector<std::string> undetermined;  ///< "weight: why" for everything that stays open
+  std::vector<std::string> undetermined;  ///< everything that stays open
+  std::string why;
 };
 Observability observabilityOf(const Explanation& explanation, const LoadFit& fit);
 

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numbers>
 #include <string_view>
 
@@ -14,16 +15,18 @@ namespace {
 constexpr std::size_t width = 80;
 constexpr std::size_t mostRowsOfPoses = 40;
 
-/// Breaks at spaces; every line but the first starts with `indent` spaces.
-std::string wrapped(std::string_view text, std::size_t indent) {
-  std::string out;
-  std::size_t used = 0;
-  while (!text.empty()) {
+/// Breaks at spaces; every line but the first, which may start with spaces, is indented by two.
+std::string wrapped(std::string_view text) {
+  constexpr std::size_t indent = 2;
+  std::size_t used = std::min(text.find_first_not_of(' '), text.size());
+  std::string out(used, ' ');
+  text.remove_prefix(used);
+  for (bool first = true; !text.empty(); first = false) {
     const std::size_t end = std::min(text.find(' '), text.size());
-    if (used > 0 && used + 1 + end > width) {
+    if (!first && used + 1 + end > width) {
       out += fmt::format("\n{:{}}", "", indent);
       used = indent;
-    } else if (used > 0) {
+    } else if (!first) {
       out += ' ';
       ++used;
     }
@@ -72,25 +75,32 @@ std::string textOf(const Vector& v, int digits) {
   return fmt::format("{:.{}f}, {:.{}f}, {:.{}f}", v[0], digits, v[1], digits, v[2], digits);
 }
 
+std::string textOf(const Accuracy& a) {
+  const auto told = [](double x) { return std::isfinite(x) ? fmt::format("{:.2g}", x) : "?"; };
+  return fmt::format("weight {} N, centre {}, {}, {} mm", told(a.weight), told(a.centre[0]),
+                     told(a.centre[1]), told(a.centre[2]));
+}
+
 std::string numbers(const Report& report) {
-  const bool both = report.corrected.has_value();
-  std::string out =
-      fmt::format("{:<18} {:>4} {:>26} {:>26}\n", "", "",
-                  both ? "without what was found" : "as recorded", both ? "as recorded" : "");
-  for (const Quantity& q : quantities) {
-    out += fmt::format("{:<18} {:>4} {:>26} {:>26}\n", q.name, q.unit,
-                       textOf(q.of(report.answer()), q.digits),
-                       both ? textOf(q.of(report.recorded), q.digits) : "");
-  }
-  const auto residual = [](const Solution& s) {
-    return fmt::format("{:.3f} N, {:.4f} N m", s.force_rms, s.torque_rms);
+  std::string out;
+  const auto line = [&](const char* name, const char* unit, auto&& of) {
+    out += fmt::format("{:<18} {:>4} {:>26}", name, unit, of(report.answer()));
+    if (report.corrected) out += fmt::format(" {:>26}", of(report.recorded));
+    out += '\n';
   };
-  out += fmt::format("{:<18} {:>4} {:>26} {:>26}\n", "rms residual", "", residual(report.answer()),
-                     both ? residual(report.recorded) : "");
-  out += wrapped(fmt::format("The centre by regression on the measured forces, as ldd_tool does "
-                             "it: {} mm. Noise of the forces pulls it off.",
-                             textOf(report.answer().centre_on_measured_forces, 2)),
-                 0);
+  line("", "", [&](const Solution& s) {
+    return &s == &report.recorded ? "as recorded" : "without what was found";
+  });
+  for (const Quantity& q : quantities) {
+    line(q.name, q.unit, [&](const Solution& s) { return textOf(q.of(s), q.digits); });
+  }
+  line("rms residual", "", [](const Solution& s) {
+    return fmt::format("{:.3f} N, {:.4f} N m", s.force_rms, s.torque_rms);
+  });
+  out +=
+      wrapped(fmt::format("The centre by regression on the measured forces, as ldd_tool does "
+                          "it: {} mm. Noise of the forces pulls it off.",
+                          textOf(report.answer().centre_on_measured_forces, 2)));
   return out;
 }
 
@@ -100,8 +110,8 @@ std::string findings(const Report& report) {
     const std::string sure = finding.chance > 0.0 && finding.chance >= 1e-12
                                  ? fmt::format(" (chance of a false alarm {:.0e})", finding.chance)
                                  : "";
-    out += wrapped(fmt::format("- {}{}.", finding.text, sure), 2);
-    out += wrapped("  What to do: " + finding.advice + ".", 2);
+    out += wrapped(fmt::format("- {}{}.", finding.text, sure));
+    out += wrapped("  What to do: " + finding.advice + ".");
   }
   return out.empty() ? out : fmt::format("\nFound:\n{}", out);
 }
@@ -127,22 +137,18 @@ std::string residuals(const Report& report, std::span<const StaticPose> poses) {
 std::string orientations(const Report& report) {
   std::string out = fmt::format("\nCondition of the equations: {:.1f} (forces), {:.1f} (torques)\n",
                                 report.condition_force, report.condition_torque);
-  for (const std::string& what : report.undetermined) {
-    out += wrapped("Cannot be told from these poses: " + what, 2);
+  if (!report.undetermined.empty()) {
+    out += wrapped(fmt::format("Cannot be told from these poses: {}: {}",
+                               fmt::join(report.undetermined, ", "), report.undetermined_why));
   }
   if (!report.next) return out;
   const NextPose& next = *report.next;
   constexpr double degree = std::numbers::pi / 180.0;
-  out += wrapped(
-      fmt::format(
-          "Best next pose: a {:.0f}, b {:.0f}, c {:.0f} deg (gravity along {} of the "
-          "sensor). Standard deviations expected: weight {:.2g} -> {:.2g} N, centre {:.2g}, "
-          "{:.2g}, {:.2g} -> {:.2g}, {:.2g}, {:.2g} mm.",
-          next.angles.a / degree, next.angles.b / degree, next.angles.c / degree,
-          textOf(next.gravity, 2), next.before.weight, next.after.weight, next.before.centre[0],
-          next.before.centre[1], next.before.centre[2], next.after.centre[0], next.after.centre[1],
-          next.after.centre[2]),
-      2);
+  out += wrapped(fmt::format(
+      "Best next pose: a {:.0f}, b {:.0f}, c {:.0f} deg (gravity along {} of the sensor). Standard "
+      "deviations expected: {} now, {} with it.",
+      next.angles.a / degree, next.angles.b / degree, next.angles.c / degree,
+      textOf(next.gravity, 2), textOf(next.before), textOf(next.after)));
   if (report.goal_reached) {
     out += "The accuracy wanted is reached.\n";
   } else if (report.poses_missing) {
@@ -158,7 +164,7 @@ std::string orientations(const Report& report) {
 
 std::string table(const Report& report, std::span<const StaticPose> poses) {
   std::string out =
-      wrapped(fmt::format("Verdict: {}. {}.", nameOf(report.verdict), report.reason), 2) + "\n";
+      wrapped(fmt::format("Verdict: {}. {}.", nameOf(report.verdict), report.reason)) + "\n";
   out += numbers(report) + findings(report) + residuals(report, poses) + orientations(report);
   if (report.load_data) {
     const auto& [g, lx, ly, lz] = *report.load_data;

@@ -121,29 +121,4 @@ TEST(Identification, WithoutWhatWentWrongTheAnswerIsRight) {
   }
 }
 
-TEST(Identification, NamesWhatThePosesCannotTell) {
-  const auto about = [](double angle, const Vector3d& axis) {
-    return AngleAxisd(angle, axis).toRotationMatrix();
-  };
-  const struct {
-    const char* name;
-    Matrix3d (*orientation)(RecordedSet&, int, const Matrix3d&);
-    const char* expected;
-  } cases[] = {
-      {"still", [](RecordedSet&, int, const Matrix3d& first) { return first; },
-       "weight: all poses have nearly the same orientation"},
-  };
-  (void)about;
-  for (const auto& c : cases) {
-    RecordedSet set(7);
-    const Matrix3d first = set.R[0];
-    for (std::size_t k = 0; k < set.R.size(); ++k) {
-      set.R[k] = c.orientation(set, static_cast<int>(k), first);
-    }
-    set.record();
-    const Report report = identify(set.poses);
-    EXPECT_THAT(report.undetermined, testing::Contains(c.expected)) << c.name;
-  }
-}
-
 }  // namespace

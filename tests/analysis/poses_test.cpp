@@ -101,7 +101,7 @@ TEST_F(PoseFiles, WhatIsWrongIsNamedWithFileLineAndColumn) {
       {rows + "0,0,0,1,2,3,4,5\n", ", line 3: 8 cells, but 9 columns"},
       {rows + "\n0,0,0,1,2,x3,4,5,6\n", ", line 4: column \"fz\": \"x3\" is not a finite number"},
       {header + "0,0,,1,2,3,4,5,6\n", ", line 2: column \"c_deg\": \"\" is not a finite number"},
-      {header + "0,0,0,1,2,3,inf,5,6\n", "column \"mx\": \"inf\" is not a finite number"},
+      {header + "0,0,0,1,2,3,inf,5,6\n", ", line 2: column \"mx\": \"inf\" is not a finite number"},
       {header + "0,0,0,1,2,3,4,5,1,5\n", ", line 2: 10 cells, but 9 columns"},
       {"a_rad,b_rad,c_rad," + wrench + "0,90,0,1,2,3,4,5,6\n",
        ", line 2: column \"b_rad\": 90 is more than one turn; degrees belong into a_deg"},
