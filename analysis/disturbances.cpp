@@ -52,7 +52,10 @@ std::vector<Drift> drifts(const VectorXd& time) {
     // What concerns less than three poses at an end is a contact.
     if (s >= 2 && at > 0.0) list.push_back({rampUntil, at, std::max(before, 1e-3), after});
     if (s + 2 < n && at < 1.0) list.push_back({rampFrom, at, before, std::min(after, 0.999)});
-    if (s >= 3 && s + 3 <= n && before < at) list.push_back({jumpBefore, at, at, at});
+    if (s >= 3 && s + 3 <= n && t[s - 1] < at) {
+      const bool exact = stride == 1;
+      list.push_back({jumpBefore, at, exact ? at : before, exact ? at : after});
+    }
   }
   return list;
 }
@@ -85,9 +88,10 @@ void refine(Step& step, const VectorXd& time) {
     step.next.drift = step.drift->shape(time, parameter);
     return fitLoad(step.next).score(step.next);
   };
+  const double first = score(step.drift->parameter);
   const auto [parameter, least] =
       boost::math::tools::brent_find_minima(score, step.drift->low, step.drift->high, bits);
-  step.next.drift = step.drift->shape(time, parameter);
+  step.next.drift = step.drift->shape(time, least < first ? parameter : step.drift->parameter);
 }
 
 void addTurn(const Explanation& e, std::vector<Step>& steps) {
