@@ -22,6 +22,7 @@ using Eigen::Vector3d;
 // Chances of a false alarm, each for a whole recording.
 constexpr double frame_level = 1e-4;
 constexpr double disturbance_level = 1e-3;  // drift, saturation, turned axes; and contacts
+constexpr double scatter_level = 0.05;      // that noise within its limit seems beyond it
 constexpr double gravity_level = 1e-3;      // tilted base; weight that cannot be seen
 
 // What is good enough: share of the weight, with a smallest value, N; centre of mass, mm.
@@ -410,7 +411,7 @@ class Identification {
   /// Noise that is exceeded surely enough, from an estimate with some degrees of freedom.
   static double boundBelow(double noise, int freedom) {
     if (freedom < 1) return 0.0;
-    return noise * std::sqrt(freedom / quantileOfChiSquare(1.0 - disturbance_level, freedom));
+    return noise * std::sqrt(freedom / quantileOfChiSquare(1.0 - scatter_level, freedom));
   }
 
   void fillResiduals() {
