@@ -117,7 +117,8 @@ std::vector<FrameMistake> candidates(const Stated& stated) {
   }
 
   for (const Matrix3d& turn : rightAngledTurns()) {
-    list.push_back({Mistake::turned_axes, turnText(turn), turnedBack(scene, turn), turn});
+    FrameMistake turned{Mistake::turned_axes, turnText(turn), turnedBack(scene, turn), turn};
+    list.push_back(std::move(turned));
   }
   for (int i = 0; i < 6; ++i) {
     const bool torque = i >= 3;
@@ -162,6 +163,7 @@ Quality qualityOf(const Scene& scene) {
 
 Scene Stated::scene() const {
   Scene scene{{}, F, M};
+  scene.R.reserve(orientations.size());
   for (const Orientation& orientation : orientations) {
     scene.R.push_back(matrixOf(orientation) * mounting);
   }
@@ -177,6 +179,7 @@ std::optional<FrameMistake> findFrameMistake(const Stated& stated, double level)
   std::vector<FrameMistake> list = candidates(stated);
   const Quality as_stated = qualityOf(stated.scene());
   std::vector<Quality> qualities;
+  qualities.reserve(list.size());
   for (const FrameMistake& mistake : list) qualities.push_back(qualityOf(mistake.scene));
 
   const auto best_place = std::min_element(
@@ -271,7 +274,7 @@ bool isAlongAxes(const Matrix3d& turn) {
 std::string turnText(const Matrix3d& turn) {
   if (!isAlongAxes(turn)) {
     const AngleAxisd angle_axis(turn);
-    const Vector3d axis = angle_axis.axis();
+    const Vector3d& axis = angle_axis.axis();
     return fmt::format(
         "the axes of the readings are turned by {:.1f} deg about ({:.2f}, {:.2f}, {:.2f}) of the "
         "stated sensor axes",
