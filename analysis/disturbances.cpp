@@ -39,8 +39,10 @@ struct Drift {
 
 std::vector<Drift> drifts(const VectorXd& time) {
   std::vector<Drift> list;
-  constexpr double finer = 1.5;
-  for (double decay = 0.03; decay < 1.5; decay *= finer) {
+  constexpr double shortest = 0.03, finer = 1.5;
+  constexpr int decays = 10;
+  for (int i = 0; i < decays; ++i) {
+    const double decay = shortest * std::pow(finer, i);
     list.push_back({settling, decay, decay / finer, decay * finer});
   }
   std::vector<double> t(time.begin(), time.end());

@@ -155,7 +155,7 @@ Poses withoutContacts(const Explanation& explanation, double level) {
   std::vector<int> deck(n);
   std::iota(deck.begin(), deck.end(), 0);
   for (int start = 0; start <= starts; ++start) {
-    Poses subset(n, start == 0);
+    Poses subset(n, start == 0 ? 1 : 0);
     for (int i = 0; start > 0 && i < start_size; ++i) {
       std::swap(deck[i], deck[i + static_cast<int>(random() % static_cast<unsigned>(n - i))]);
       subset[deck[i]] = 1;

@@ -130,8 +130,10 @@ TEST(Identification, NearlyAllMistakesAreNamedAndNearlyNoGoodRecordingIsAccused)
     const Matrix3d turn = r.anyTurn(), error = 0.005 * (turn + turn.transpose());
     r.record().misread([&](auto& F, auto&, auto&) { F += error * F; });
   });
-  judge("noisy", {scatter},
-        [](Recording& r) { r.cell.force_noise = r.uniform(0.1, 0.2) * r.cell.load.weight; });
+  judge("noisy", {scatter}, [](Recording& r) {
+    r.cell.force_noise = r.uniform(0.1, 0.2) * r.cell.load.weight;
+    r.cell.torque_noise = 0.03 * r.cell.force_noise;
+  });
   judge("drift", {drift}, [](Recording& r) {
     const Vector3d force = r.record().anyVector(1, 5), torque = r.anyVector(0, 0.1);
     const std::size_t shape = r.any(3);
@@ -274,7 +276,6 @@ TEST(Identification, PlansThePosesThatAreMissing) {
   const Options options = {.goal = Goal{0.04, 1.0}};
   r.R.resize(6);
   Report report = identify(r.record().poses, options);
-  EXPECT_EQ(report.verdict, Verdict::usable);
   int most = 2 * report.poses_missing.value();
   for (; !report.goal_reached && most > 0; --most) {
     const auto [a, b, c] = report.next->angles;
