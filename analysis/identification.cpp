@@ -151,11 +151,11 @@ class Identification {
     nameContacts();
     checkGravity();
     checkTorqueUnit();
-    Solution answer = solutionOf(e_, fit_);
+    const Solution answer = solutionOf(e_, fit_);
     checkAnswer(answer);
     if (std::any_of(report_.findings.begin(), report_.findings.end(),
                     [](const Finding& f) { return rowOf(f.what).correction; })) {
-      report_.corrected = std::move(answer);
+      report_.corrected = answer;
     }
     fillResiduals();
     plan();
@@ -182,6 +182,7 @@ class Identification {
   template <typename Indices>
   std::vector<std::size_t> original(const Indices& kept) const {
     std::vector<std::size_t> poses;
+    poses.reserve(kept.size());
     for (const auto k : kept) poses.push_back(kept_[static_cast<std::size_t>(k)]);
     std::sort(poses.begin(), poses.end());
     return poses;

@@ -41,12 +41,12 @@ TEST(PoseFiles, EveryFormOfOrientationAndUnitMeansTheSamePose) {
 }
 
 TEST(PoseFiles, RowsOfAPoseAreTakenTogether) {
-  const auto unlabelled = read("a_deg,b_deg,c_deg,time_s," + wrench +
-                               "0,0,10,7,1,0,0,0,0,0\n0,0,10,8,4,0,0,0,0,-3\n"
-                               "0,0,20,9,5,0,0,0,0,0\n0,0,10,10,6,0,0,0,0,0\n");
-  ASSERT_EQ(unlabelled.size(), 3u);
-  EXPECT_THAT(unlabelled[0].wrench, ElementsAre(2.5, 0, 0, 0, 0, -1.5));
-  EXPECT_TRUE(unlabelled[0].rows == 2 && unlabelled[1].time == 9.0 && unlabelled[2].line == 5);
+  const auto plain = read("a_deg,b_deg,c_deg,time_s," + wrench +
+                          "0,0,10,7,1,0,0,0,0,0\n0,0,10,8,4,0,0,0,0,-3\n"
+                          "0,0,20,9,5,0,0,0,0,0\n0,0,10,10,6,0,0,0,0,0\n");
+  ASSERT_TRUE(plain.size() == 3 && plain[0].rows == 2 && plain[1].time == 9.0 &&
+              plain[2].line == 5);
+  EXPECT_THAT(plain[0].wrench, ElementsAre(2.5, 0, 0, 0, 0, -1.5));
   const auto labelled = read("pose,a_deg,b_deg,c_deg," + wrench +
                              "up,0,0,10,1,0,0,0,0,0\nup,0,0,10.001,3,0,0,0,0,0\n"
                              "down,0,0,10.001,5,0,0,0,0,0\n");
