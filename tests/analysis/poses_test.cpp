@@ -44,8 +44,7 @@ TEST(PoseFiles, RowsOfAPoseAreTakenTogether) {
   const auto plain = read("a_deg,b_deg,c_deg,time_s," + wrench +
                           "0,0,10,7,1,0,0,0,0,0\n0,0,10,8,4,0,0,0,0,-3\n"
                           "0,0,20,9,5,0,0,0,0,0\n0,0,10,10,6,0,0,0,0,0\n");
-  ASSERT_TRUE(plain.size() == 3 && plain[0].rows == 2 && plain[1].time == 9.0 &&
-              plain[2].line == 5);
+  ASSERT_TRUE(plain.size() == 3 && plain[0].rows == 2 && plain[1].time == 9 && plain[2].line == 5);
   EXPECT_THAT(plain[0].wrench, ElementsAre(2.5, 0, 0, 0, 0, -1.5));
   const auto labelled = read("pose,a_deg,b_deg,c_deg," + wrench +
                              "up,0,0,10,1,0,0,0,0,0\nup,0,0,10.001,3,0,0,0,0,0\n"
