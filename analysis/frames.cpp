@@ -165,7 +165,7 @@ Scene Stated::scene() const {
   Scene scene{{}, F, M};
   scene.R.reserve(orientations.size());
   for (const Orientation& orientation : orientations) {
-    scene.R.push_back(matrixOf(orientation) * mounting);
+    scene.R.emplace_back(matrixOf(orientation) * mounting);
   }
   return scene;
 }

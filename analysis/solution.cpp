@@ -193,9 +193,9 @@ std::string reasonOf(const Explanation& e, const Vector3d& G) {
     if (!e.used[k]) continue;
     const Matrix3d& R = e.scene.R[k];
     if (first == nullptr) first = &R;
-    gravity.push_back(R.transpose() * G.normalized());
+    gravity.emplace_back(R.transpose() * G.normalized());
     const Eigen::AngleAxisd turn(R * first->transpose());
-    turns.push_back(std::sin(turn.angle() / 2.0) * turn.axis());
+    turns.emplace_back(std::sin(turn.angle() / 2.0) * turn.axis());
   }
   const bool same_side = std::all_of(gravity.begin(), gravity.end(), [&](const Vector3d& g) {
     return g.dot(gravity.front()) > 0.0;
