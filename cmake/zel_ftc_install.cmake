@@ -42,3 +42,7 @@ if(programs)
   set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
   install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
+
+if(ZEL_FTC_PACKAGE)
+  include(cmake/zel_ftc_package.cmake)
+endif()
