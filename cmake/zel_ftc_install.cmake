@@ -41,6 +41,44 @@ if(programs)
     ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
   install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  foreach(program ${programs})
+    install(FILES packaging/completion.bash RENAME ${program}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  endforeach()
+endif()
+
+# Manual pages, made of what the headers and the programs say of themselves. A build without the
+# tools to make them installs none.
+set(manual ${PROJECT_BINARY_DIR}/manual)
+find_program(ZEL_FTC_PYTHON3 python3)
+find_program(ZEL_FTC_HELP2MAN help2man)
+if(ZEL_FTC_PYTHON3)
+  set(headers ${ZEL_FTC_FLAT_HEADERS})
+  list(TRANSFORM headers PREPEND ${PROJECT_SOURCE_DIR}/)
+  set(script ${PROJECT_SOURCE_DIR}/docs/man/flat_header.py)
+  add_custom_command(OUTPUT ${manual}/headers
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${manual}/man3
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${manual}/man3
+    COMMAND ${ZEL_FTC_PYTHON3} ${script} ${PROJECT_VERSION} ${manual}/man3 ${headers}
+    COMMAND ${CMAKE_COMMAND} -E touch ${manual}/headers
+    DEPENDS ${headers} ${script} VERBATIM)
+  add_custom_target(manual_headers ALL DEPENDS ${manual}/headers)
+  install(DIRECTORY ${manual}/man3 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)
+endif()
+if(ZEL_FTC_HELP2MAN AND programs AND NOT ZEL_FTC_SANITIZE)
+  set(script ${PROJECT_SOURCE_DIR}/docs/man/program.sh)
+  set(pages)
+  foreach(program ${programs})
+    list(APPEND pages COMMAND ${script} ${PROJECT_VERSION} ${manual}/man1 $<TARGET_FILE:${program}>)
+  endforeach()
+  add_custom_command(OUTPUT ${manual}/programs
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${manual}/man1
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${manual}/man1
+    ${pages}
+    COMMAND ${CMAKE_COMMAND} -E touch ${manual}/programs
+    DEPENDS ${programs} ${script} VERBATIM)
+  add_custom_target(manual_programs ALL DEPENDS ${manual}/programs)
+  install(DIRECTORY ${manual}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools)
 endif()
 
 if(ZEL_FTC_PACKAGE)

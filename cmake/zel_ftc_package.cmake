@@ -23,14 +23,16 @@ execute_process(COMMAND git log -1 --format=%cD WORKING_DIRECTORY ${PROJECT_SOUR
                 COMMAND_ERROR_IS_FATAL ANY)
 set(library libzel-ftc${PROJECT_VERSION_MAJOR})
 set(exact_library "${library} (= ${this_version})")
-# What programs that link the library depend on; how it gets known to the dynamic linker.
+# What packages of programs that link the library depend on.
 configure_file(packaging/shlibs.in ${PROJECT_BINARY_DIR}/packaging/shlibs @ONLY)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
-    ${PROJECT_BINARY_DIR}/packaging/shlibs ${PROJECT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/shlibs)
 
-set(about "Six-axis force/torque readings and the pose of a robot in, the corrected pose out, once per
-control cycle: the tool approaches a surface until contact, pushes a part home, or follows a line or
-an arc while it holds a contact force.")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
+set(about
+"Six-axis force/torque readings and the pose of a robot in, the corrected
+pose out, once per control cycle: the tool approaches a surface until
+contact, pushes a part home, or follows a line or an arc while it holds a
+contact force.")
 
 # zel_package(component name section summary text [dependencies]): the package of a component.
 function(zel_package component name section summary text)
@@ -51,20 +53,24 @@ function(zel_package component name section summary text)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endfunction()
 
-zel_package(runtime ${library} libs "force control for robot motion controllers"
+zel_package(runtime ${library} libs
+"force control for robot motion controllers"
 "This package holds the shared library that a controller is linked to.")
 zel_package(development libzel-ftc-dev libdevel
 "force control for robot motion controllers (development files)"
-"This package holds the headers, their manual pages, what CMake and pkg-config need to find the
-library, and a whole approach in plain C as a first example." "${exact_library}")
+"This package holds the headers, their manual pages, what CMake and
+pkg-config need to find the library, and a whole approach in plain C as a
+first example."
+"${exact_library}")
 zel_package(tools zel-ftc-tools utils
 "force control for robot motion controllers (programs)"
-"This package holds the command line programs, among them a simulated force/torque sensor for
-experiments without hardware.")
+"This package holds the command line programs, among them a simulated
+force/torque sensor for experiments without hardware."
+"${exact_library}")
 if("python" IN_LIST CPACK_COMPONENTS_ALL)
   zel_package(python python3-zel-ftc python
 "force control for robot motion controllers (Python module)"
-"This package holds the module for experiments and analysis in Python with numpy."
-"${exact_library}, python3-numpy")
+"This package holds the module for experiments and analysis in Python."
+"${exact_library}, python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
 endif()
 include(CPack)
