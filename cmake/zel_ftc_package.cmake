@@ -23,9 +23,10 @@ execute_process(COMMAND git log -1 --format=%cD WORKING_DIRECTORY ${PROJECT_SOUR
                 COMMAND_ERROR_IS_FATAL ANY)
 set(library libzel-ftc${PROJECT_VERSION_MAJOR})
 set(exact_library "${library} (= ${this_version})")
-# What packages of programs that link the library depend on.
+# What packages of programs that link the library depend on; the dynamic linker gets to know it.
 configure_file(packaging/shlibs.in ${PROJECT_BINARY_DIR}/packaging/shlibs @ONLY)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/shlibs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+    ${PROJECT_BINARY_DIR}/packaging/shlibs ${PROJECT_SOURCE_DIR}/packaging/triggers)
 
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(about

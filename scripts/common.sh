@@ -1,5 +1,5 @@
 # Shared by the scripts: the project's folder, the Debian packages each job needs.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
