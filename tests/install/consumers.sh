@@ -26,7 +26,7 @@ runs() {
   "$1/classes" || fail "$1/classes does not run"
 }
 configure() {
-  cmake -S "$here/consumer" -B "$work/cmake" -DWANTED="$1" -DEVERY_HEADER="$work" \
+  cmake -G Ninja -S "$here/consumer" -B "$work/cmake" -DWANTED="$1" -DEVERY_HEADER="$work" \
     -DFIRST_CONTACT="$source/examples/first_contact.c" -DCMAKE_C_FLAGS="$warnings" \
     -DCMAKE_CXX_FLAGS="$warnings" >"$work/log" 2>&1
 }

@@ -3,7 +3,7 @@
 #   fresh_root.sh FOLDER-OF-PACKAGES
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
-DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$1"/*.deb
+DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$1"/*.deb >/dev/null
 tests/install/consumers.sh "$PWD"
 
 cmake --preset demo -DZEL_FTC_INSTALLED=ON -DCMAKE_BUILD_TYPE=Debug >/dev/null
