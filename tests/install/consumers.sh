@@ -42,7 +42,7 @@ runs "$work/cmake"
 pkg-config --atleast-version=1.0 zel_ftc || fail "pkg-config does not find a 1.0"
 ! pkg-config --atleast-version=2.0 zel_ftc || fail "pkg-config takes this library for a 2.0"
 mkdir "$work/pkg-config"
-read -ra found < <(pkg-config --cflags --libs zel_ftc)
+read -ra found <<<"$(pkg-config --cflags --libs zel_ftc)"
 read -ra strict <<<"$warnings"
 gcc -std=c11 "${strict[@]}" -o "$work/pkg-config/first_contact" \
   "$source/examples/first_contact.c" "${found[@]}" -lm
