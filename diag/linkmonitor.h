@@ -73,11 +73,10 @@ class LinkMonitor {
 
   DatagramCounts datagrams_;  // receive thread
   NewestFrame<DatagramCounts> newestDatagrams_;
-  FrameCounts frames_;      // unpack thread
-  bool streaming_ = false;  // likewise: the frame before belongs to this stretch
+  FrameCounts frames_;  // unpack thread
   NewestFrame<FrameCounts> newestFrames_;
-  std::atomic<bool> stretchBegins_{
-      true};  // said by the caller's thread, heard by the unpack thread
+  /// Said by the caller's thread, heard by the unpack thread.
+  std::atomic<bool> stretchBegins_{true};
   std::uint64_t exchanges_ = 0, failedExchanges_ = 0;  // caller's thread
   LinkFault fault_;                                    // likewise
 };

@@ -74,8 +74,9 @@ TEST(PoseFiles, WhatIsWrongIsNamedWithFileLineAndColumn) {
   std::string many = header;
   for (int k = 0; k <= 1000; ++k) many += std::to_string(0.01 * k) + ",0,0,1,2,3,4,5,6\n";
   cases.emplace_back(many, ", line 1002: more than 1000 poses: one line per");
-  for (const auto& [text, what] : cases) {
-    EXPECT_THAT([&] { read(text); }, ThrowsMessage<std::runtime_error>(StartsWith(path() + what)));
+  for (const auto& [file, what] : cases) {
+    EXPECT_THAT([&text = file] { read(text); },
+                ThrowsMessage<std::runtime_error>(StartsWith(path() + what)));
   }
   EXPECT_THAT([] { readPoses(TempDir()); },
               ThrowsMessage<std::runtime_error>(TempDir() + " cannot be read"));
