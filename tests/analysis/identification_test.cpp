@@ -100,7 +100,7 @@ struct Recording {
 /// ZEL_RATE_SETS sets how many there are of each.
 void judge(const char* kind, const std::set<Mistake>& expected, void (*make)(Recording&)) {
   const char* const number = std::getenv("ZEL_RATE_SETS");
-  const int sets = number == nullptr ? 50 : std::stoi(number);
+  const int sets = number == nullptr ? ZEL_USUAL_RATE_SETS : std::stoi(number);
   int rightly = 0;
   for (int i = 0; i < sets; ++i) {
     Recording r(i);
