@@ -1,0 +1,14 @@
+// The subcommands of zelftc, one module each. Each gives options and description to its app and
+// returns what it does.
+#ifndef ZEL_FTC_TOOLS_ZELFTC_SUBCOMMANDS_H
+#define ZEL_FTC_TOOLS_ZELFTC_SUBCOMMANDS_H
+
+#include "tools/command_line.h"
+
+namespace zel::cli {
+
+Body addCodes(CLI::App& app);
+
+}  // namespace zel::cli
+
+#endif
