@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     mode.force = seated;
     mode.breakRange[mode.direction] = 1.0;
     example::configureAssembly(mode);
-    example::require(zel_set_minValue(-1.0, ZEL_MIN_PATH), "zel_set_minValue");
+    example::require(zel_set_minValue(-1.0, ZEL_MIN_PATH));
 
     // Following the returned pose: nothing moves, the force stays.
     const example::Pose before = session.robot.pose();

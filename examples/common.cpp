@@ -11,6 +11,7 @@
 
 #include "robot/ZelFTCTool.h"
 #include "tools/command_line.h"
+#include "zel_ftc_diag.h"
 
 namespace example {
 namespace {
@@ -108,7 +109,7 @@ zel::sim::CellConfig demoCell(const Options& options) {
 
 void handIn(Wrench reading) {
   if (!isFinite(reading)) throw std::runtime_error("the sensor gave a reading that is not finite");
-  require(zel_ftc_obtainFTSensorData(reading.data()), "zel_ftc_obtainFTSensorData");
+  require(zel_ftc_obtainFTSensorData(reading.data()));
 }
 
 CellLink::CellLink(zel::sim::Cell& cell, const Options& options)
@@ -132,24 +133,28 @@ void CellLink::follow(const Pose& pose) {
   std::this_thread::sleep_until(next_);
 }
 
-void require(int result, const char* call) {
-  if (result != 1) throw std::runtime_error(fmt::format("{} returned {}", call, result));
+std::string lastRefusal() {
+  char what[512] = "", remedy[512] = "";
+  zel_ftc_reasonText(nullptr, what, sizeof what);
+  zel_ftc_reasonRemedy(nullptr, remedy, sizeof remedy);
+  return *remedy == '\0' ? what : fmt::format("{}: {}", what, remedy);
+}
+
+void require(int result) {
+  if (result != 1) throw std::runtime_error(lastRefusal());
 }
 
 Library::Library() {
-  require(zel_ftc_open(true), "zel_ftc_open");
-  require(zel_ftc_initialFTSensor(0, nullptr), "zel_ftc_initialFTSensor");
+  require(zel_ftc_open(true));
+  require(zel_ftc_initialFTSensor(0, nullptr));
 }
 
-Library::Library(unsigned short sensorPort) {
-  require(zel_ftc_open(false), "zel_ftc_open");
-  if (zel_ftc_initialFTSensor(sensorPort, "127.0.0.1") == 1) return;
-  Wrench reading;
-  zel_ftc_obtainFTSensorData(reading.data());  // only a read refreshes the status
-  const std::string why = fmt::format("no sensor on 127.0.0.1:{}: {} {}", sensorPort,
-                                      static_cast<int>(zel_info_.code), zel_info_.code_info);
+Library::Library(unsigned short sensorPort, const std::string& address) {
+  require(zel_ftc_open(false));
+  if (zel_ftc_initialFTSensor(sensorPort, address.c_str()) == 1) return;
   zel_ftc_close();
-  throw std::runtime_error(why);
+  throw std::runtime_error(
+      fmt::format("no sensor on {}:{}: {}", address, sensorPort, lastRefusal()));
 }
 
 Library::~Library() {
@@ -175,20 +180,18 @@ void configure(const Setup& setup) {
   double down[3] = {-box, -box, -box};
 
   // The period first: it scales the gains of the modes.
-  require(zel_ftc_setTimeStep(s.period), "zel_ftc_setTimeStep");
+  require(zel_ftc_setTimeStep(s.period));
   require(
-      zel_ftc_setSensorConfig(s.sensorRating.data(), s.flange_sensor.data(), s.sensor_tool.data()),
-      "zel_ftc_setSensorConfig");
-  require(zel_ftc_setLoadData(s.load.weight, x, y, z), "zel_ftc_setLoadData");
-  require(zel_ftc_setCorrectionLimit(up, down, s.maxAngle), "zel_ftc_setCorrectionLimit");
-  require(zel_ftc_setMonitoringFunctions(s.permissible.data()), "zel_ftc_setMonitoringFunctions");
-  require(zel_ftc_setCorrectionMonitoring(s.maxPath, s.maxAngle),
-          "zel_ftc_setCorrectionMonitoring");
+      zel_ftc_setSensorConfig(s.sensorRating.data(), s.flange_sensor.data(), s.sensor_tool.data()));
+  require(zel_ftc_setLoadData(s.load.weight, x, y, z));
+  require(zel_ftc_setCorrectionLimit(up, down, s.maxAngle));
+  require(zel_ftc_setMonitoringFunctions(s.permissible.data()));
+  require(zel_ftc_setCorrectionMonitoring(s.maxPath, s.maxAngle));
 }
 
 void zero(RobotLink& robot) {
   if (!robot.feed()) throw std::runtime_error("no reading to take the zero reference from");
-  require(zel_ftc_sensorReset(robot.pose().data()), "zel_ftc_sensorReset");
+  require(zel_ftc_sensorReset(robot.pose().data()));
 }
 
 Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
@@ -249,8 +252,7 @@ void configureApproach(const ApproachMode& mode) {
   fmt::print("mode, as the library prints it: ");
   require(zel_ftc_configApproachMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
                                      m.switchingForce, m.switchingTorque, m.breakRange.data(),
-                                     m.timeOut),
-          "zel_ftc_configApproachMode");
+                                     m.timeOut));
 }
 
 Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log) {
@@ -309,8 +311,7 @@ void configureTracking(const Options& options) {
   // A jump to more than 15 N above the wanted force stops the run with 80010.
   Wrench breakRange = {0, 0, -15, 0, 0, 0};
   require(zel_ftc_configTrackingMotionMode(RCS_TOOL, FT_FZ, expected.data(), gains.data(),
-                                           breakRange.data(), options.pathSpeed),
-          "zel_ftc_configTrackingMotionMode");
+                                           breakRange.data(), options.pathSpeed));
 }
 
 Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log) {
@@ -338,8 +339,7 @@ void configureAssembly(const ApproachMode& mode) {
   ApproachMode m = mode;
   require(zel_ftc_configAssemblyMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
                                      m.switchingForce, m.switchingTorque, m.breakRange.data(),
-                                     m.timeOut, 0.0, 0.0, 0.0),
-          "zel_ftc_configAssemblyMode");
+                                     m.timeOut, 0.0, 0.0, 0.0));
 }
 
 Outcome hold(RobotLink& robot, double seconds, const Options& options, Log& log) {

@@ -103,15 +103,17 @@ class Library {
  public:
   /// With a sensor whose readings the controller feeds.
   Library();
-  /// With the network sensor on this machine.
-  explicit Library(unsigned short sensorPort);
+  /// With a network sensor. Throws when it cannot be reached, with the reason.
+  explicit Library(unsigned short sensorPort, const std::string& address = "127.0.0.1");
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 };
 
-/// Throws when a flat function did not return 1, naming the call.
-void require(int result, const char* call);
+/// Why the library refused the last call, and what to do about it.
+std::string lastRefusal();
+/// Throws with that when a flat function did not return 1.
+void require(int result);
 
 /// What every mode needs: period, mounting, load and limits.
 struct Setup {

@@ -75,7 +75,7 @@ std::vector<LeftOver> leftOver(RobotLink& robot, const Pose& start) {
     sample.pose = turned(start, {-turn[0], -turn[1], 0.5 * turn[2]});
     restAt(sample.pose, robot);
     robot.feed();
-    require(zel_ftc_get_GraData(sample.left.data(), sample.pose.data()), "zel_ftc_get_GraData");
+    require(zel_ftc_get_GraData(sample.left.data(), sample.pose.data()));
     std::copy_n(zel_raw_ft, 6, sample.reading.begin());
   }
   return samples;

@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
   example::addRealtimeOption(app, options);
 
   return zel::cli::run(app, argc, argv, [&] {
-    example::KeptFile csv(options.out + "/identify.csv");
+    zel::cli::KeptFile csv(options.out + "/identify.csv");
     const zel::sim::CellConfig config = example::demoCell(options);
     zel::sim::Cell cell(config);
     example::CellLink robot(cell, options);

@@ -160,7 +160,7 @@ bool NetworkLink::feed() {
 
 Wrench NetworkLink::read() {
   Wrench reading;
-  require(zel_ftc_obtainFTSensorData(reading.data()), "zel_ftc_obtainFTSensorData");
+  require(zel_ftc_obtainFTSensorData(reading.data()));
   return reading;
 }
 

@@ -58,7 +58,7 @@ struct Shift {
     seated.force = 2 * options.force;
     seated.breakRange[mode.direction] = 1.0;
     configureAssembly(seated);
-    require(zel_set_minValue(-1.0, ZEL_MIN_PATH), "zel_set_minValue");
+    require(zel_set_minValue(-1.0, ZEL_MIN_PATH));
     const Outcome outcome = pushHome(robot, 1.0, seated, options, log);
     fmt::print("force at the end {:.1f} N\nresult  {}\n", heldForce(log.back(), mode.direction),
                outcome.text());
@@ -90,7 +90,7 @@ int main(int argc, char** argv) {
     const Library library(simulator.sensorPort());
     const ZelSensor::DeviceModelInfo& id = networkSensor().dev_info;
     Wrench range;
-    require(zel_ftc_getFTSensorRange(range.data()), "zel_ftc_getFTSensorRange");
+    require(zel_ftc_getFTSensorRange(range.data()));
     fmt::print(
         "sensor   model {}, serial number {}, calibrated {:02}-{:02}-{:02}, range {} N, N m\n",
         id.model, id.id, id.year, id.month, id.date, fmt::join(range, " "));
@@ -110,7 +110,7 @@ int main(int argc, char** argv) {
                       shift.step("arc", [&] { return shift.arc(); }) &&
                       shift.step("push home", [&] { return shift.seat(); });
 
-    require(zel_ftc_uninitialFTSensor(), "zel_ftc_uninitialFTSensor");
+    require(zel_ftc_uninitialFTSensor());
     printFrames(robot.frames(), simulator.stop());
     records.finish("Approach, line, arc and push home, sensor over UDP", shift.mode);
     if (!good) {

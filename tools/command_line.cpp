@@ -77,6 +77,10 @@ CLI::Validator within(double least, double greatest) {
       .description(fmt::format("{}..{}", least, greatest));
 }
 
+bool interruptionAsked() {
+  return interrupted;
+}
+
 void stopIfInterrupted() {
   if (interrupted) throw Interrupted();
 }

@@ -33,6 +33,8 @@ struct Interrupted : std::runtime_error {
 /// it, so that destructors stop sensors, end processes and keep files. A second signal ends the
 /// program at once.
 void stopIfInterrupted();
+/// The same as a question, for a program that an interruption ends in order.
+bool interruptionAsked();
 
 /// What a program does once its command line has been read.
 using Body = std::function<Exit()>;

@@ -67,8 +67,8 @@ std::vector<Found> containing(const std::string& text) {
   std::vector<Found> found = all();
   const auto lacks = [&](const Found& f) {
     const zel_ftc_code_info& i = f.info;
-    const std::string entry = fmt::format("{} {}\n{}\n{}\n{}", i.code, i.name, i.text, i.cause,
-                                          i.remedy);
+    const std::string entry =
+        fmt::format("{} {}\n{}\n{}\n{}", i.code, i.name, i.text, i.cause, i.remedy);
     return lower(entry).find(lower(text)) == std::string::npos;
   };
   found.erase(std::remove_if(found.begin(), found.end(), lacks), found.end());
@@ -136,7 +136,7 @@ Body addCodes(CLI::App& app) {
       "Explains a number that the library gave: run results, sensor status, reasons of a refusal. "
       "A number that means several things shows them all. Without a number: the list.");
   addExample(app, "11000");
-  addExample(app, "--search \deadband --json");
+  addExample(app, "--search overload --json");
   const auto options = std::make_shared<Options>();
   auto* const number = app.add_option("NUMBER", options->number, "the code, for example 80010");
   app.add_option("--search", options->search, "the codes whose name or text contains this")

@@ -16,6 +16,8 @@ constexpr struct Subcommand {
   const char* what;
   cli::Body (*add)(CLI::App& app);
 } subcommands[] = {
+    {"probe", "who a sensor is and how its link does", cli::addProbe},
+    {"watch", "six axes live in the terminal; record every frame", cli::addWatch},
     {"codes", "explain the numbers that the library gives", cli::addCodes},
     {"simulate", "be a sensor without hardware, on 127.0.0.1", cli::addSimulator},
 };

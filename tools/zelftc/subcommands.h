@@ -8,6 +8,8 @@
 namespace zel::cli {
 
 Body addCodes(CLI::App& app);
+Body addProbe(CLI::App& app);
+Body addWatch(CLI::App& app);
 
 }  // namespace zel::cli
 
