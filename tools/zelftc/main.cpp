@@ -18,6 +18,10 @@ constexpr struct Subcommand {
 } subcommands[] = {
     {"probe", "who a sensor is and how its link does", cli::addProbe},
     {"watch", "six axes live in the terminal; record every frame", cli::addWatch},
+    {"zero", "make the present load the sensor's zero", cli::addZero},
+    {"filter", "set the filters inside the sensor", cli::addFilter},
+    {"net", "set address, mask, gateway and port of the sensor", cli::addNet},
+    {"alarm", "set up, raise, clear or ask for the sensor's alarm", cli::addAlarm},
     {"codes", "explain the numbers that the library gives", cli::addCodes},
     {"simulate", "be a sensor without hardware, on 127.0.0.1", cli::addSimulator},
 };

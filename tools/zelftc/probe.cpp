@@ -35,15 +35,15 @@ std::vector<std::string> complaints(const Options& options, const Reading& readi
   complain(health.good_frames > 0 && reading.status.code != FT_N0RMAL,
            fmt::format("sensor status {}: {}", statusText(reading.status),
                        remedyOf(reading.status.code)));
-  complain(health.good_frames > 0 && health.rate < options.least_rate,
-           fmt::format("{:.1f} frames per second, at least {} wanted", health.rate,
-                       options.least_rate));
+  complain(
+      health.good_frames > 0 && health.rate < options.least_rate,
+      fmt::format("{:.1f} frames per second, at least {} wanted", health.rate, options.least_rate));
   complain(health.longest_gap > options.longest_gap,
            fmt::format("a gap of {:.1f} ms, at most {} ms wanted", health.longest_gap,
                        options.longest_gap));
-  complain(health.age > options.longest_gap,
-           fmt::format("silent for {:.0f} ms, at most {} ms wanted", health.age,
-                       options.longest_gap));
+  complain(
+      health.age > options.longest_gap,
+      fmt::format("silent for {:.0f} ms, at most {} ms wanted", health.age, options.longest_gap));
   lost(health.dropped_datagrams, "datagrams dropped: this machine was too busy to take them");
   lost(health.wrong_checksums, "packets with a wrong checksum: cable, switch");
   lost(health.skipped_bytes, "bytes that belong to no packet");
@@ -82,9 +82,10 @@ Exit probe(const Options& options) {
                              fmt::join(reading.value.begin(), reading.value.begin() + 3, " "),
                              fmt::join(reading.value.begin() + 3, reading.value.end(), " ")));
   row("status", statusText(reading.status));
-  row("link", fmt::format("{:.1f} frames per second, longest gap {:.1f} ms, the newest is {:.1f} ms "
-                          "old",
-                          health.rate, health.longest_gap, health.age));
+  row("link",
+      fmt::format("{:.1f} frames per second, longest gap {:.1f} ms, the newest is {:.1f} ms "
+                  "old",
+                  health.rate, health.longest_gap, health.age));
   row("counts", fmt::format("{} frames in {} datagrams; {} dropped, {} wrong checksums, {} stray "
                             "bytes, {} of {} commands unanswered",
                             health.good_frames, health.datagrams, health.dropped_datagrams,

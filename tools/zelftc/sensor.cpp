@@ -41,8 +41,7 @@ void addSensorOptions(CLI::App& app, SensorOptions& options) {
       ->capture_default_str();
 }
 
-Sensor::Sensor(const SensorOptions& options)
-    : library_(prepared(options).port, options.address) {}
+Sensor::Sensor(const SensorOptions& options) : library_(prepared(options).port, options.address) {}
 
 SensorEtherNet_UDP& Sensor::device() const {
   return example::networkSensor();

@@ -7,9 +7,13 @@
 
 namespace zel::cli {
 
+Body addAlarm(CLI::App& app);
 Body addCodes(CLI::App& app);
+Body addFilter(CLI::App& app);
+Body addNet(CLI::App& app);
 Body addProbe(CLI::App& app);
 Body addWatch(CLI::App& app);
+Body addZero(CLI::App& app);
 
 }  // namespace zel::cli
 

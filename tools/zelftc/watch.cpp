@@ -85,8 +85,8 @@ class Poller {
       const auto now = Clock::now();
       if (reading.status.IPOC != last) {
         last = reading.status.IPOC;
-        frames_.push({std::chrono::duration<double>(now - start).count(), last,
-                      reading.status.code, reading.value});
+        frames_.push({std::chrono::duration<double>(now - start).count(), last, reading.status.code,
+                      reading.value});
       }
       if (now >= glanceDue) {
         glances_.push({reading, sensor_.health()});
@@ -181,9 +181,9 @@ class Display {
     } else if (live_) {
       draw(v, glance, file);
     } else {
-      put(fmt::format("{:8.1f} {:8.2f} {:8.2f} {:8.2f} {:8.3f} {:8.3f} {:8.3f} {:8.1f} {:>6}\n", time,
-                 v[0], v[1], v[2], v[3], v[4], v[5], health.rate,
-                 static_cast<int>(glance.reading.status.code)));
+      put(fmt::format("{:8.1f} {:8.2f} {:8.2f} {:8.2f} {:8.3f} {:8.3f} {:8.3f} {:8.1f} {:>6}\n",
+                      time, v[0], v[1], v[2], v[3], v[4], v[5], health.rate,
+                      static_cast<int>(glance.reading.status.code)));
     }
   }
 
@@ -276,9 +276,10 @@ Body addWatch(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   addSensorOptions(app, options->sensor);
   app.add_option("--csv", options->csv, "record every frame")->type_name("FILE");
-  app.add_flag("--realtime", options->sensor.realtime,
-               "read under SCHED_FIFO, so that a busy machine misses no frame; needs the right to it "
-               "(root, CAP_SYS_NICE)");
+  app.add_flag(
+      "--realtime", options->sensor.realtime,
+      "read under SCHED_FIFO, so that a busy machine misses no frame; needs the right to it "
+      "(root, CAP_SYS_NICE)");
   app.add_option("--seconds", options->seconds, "end after this time")->check(positive());
   app.add_flag("--json", options->json, "one JSON object per second, one a line");
   return [options] { return watch(*options); };
