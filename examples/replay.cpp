@@ -33,6 +33,11 @@ int main(int argc, char** argv) {
   app.add_option("recording", file, "CSV file")->required();
   app.add_option("--out", out, "Folder of CSV and picture");
   app.add_flag("--all", all, "Starts a new run after each end, up to the end of the recording");
+  example::addSettingsOption(app, [&](const example::SettingsFile& settings) {
+    const example::Settings all = settings.over({.setup = setup, .approach = mode});
+    setup = all.setup;
+    mode = all.approach;
+  });
   example::addOptions(app, setup);
   example::addOptions(app, mode);
 

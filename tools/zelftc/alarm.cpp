@@ -67,7 +67,8 @@ Exit showAxes(const Options& options) {
   if (options.settings.json) {
     print(Json{{"raised_by", names}});
   } else {
-    fmt::print("alarm raised by: {}\n", names.empty() ? "no axis" : fmt::format("{}", fmt::join(names, " ")));
+    fmt::print("alarm raised by: {}\n",
+               names.empty() ? "no axis" : fmt::format("{}", fmt::join(names, " ")));
   }
   return names.empty() ? done : notAsWanted;
 }

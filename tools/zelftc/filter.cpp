@@ -27,7 +27,8 @@ KalmanFilterPara parametersOf(const std::vector<unsigned>& values) {
 
 std::vector<Step> stepsOf(const Options& options) {
   std::vector<Step> steps;
-  const auto add = [&](bool given, std::string what, std::function<bool(SensorEtherNet_UDP&)> send) {
+  const auto add = [&](bool given, std::string what,
+                       std::function<bool(SensorEtherNet_UDP&)> send) {
     if (given) steps.push_back({std::move(what), std::move(send)});
   };
   const auto number = [&](const char* what, const std::optional<int>& value, auto send) {
@@ -48,7 +49,8 @@ std::vector<Step> stepsOf(const Options& options) {
   });
   onOff("FIR filter", options.fir, &SensorEtherNet_UDP::setFTSensorFIRFilter);
   onOff("IIR filter", options.iir, &SensorEtherNet_UDP::setFTSensorIIRFilter);
-  add(!options.kalman.empty(), fmt::format("Kalman filter {}, parameters {} and {}", options.kalman,
+  add(!options.kalman.empty(),
+      fmt::format("Kalman filter {}, parameters {} and {}", options.kalman,
                   fmt::join(options.kalman_first, " "), fmt::join(options.kalman_second, " ")),
       [on = options.kalman == "on", first = parametersOf(options.kalman_first),
        second = parametersOf(options.kalman_second)](SensorEtherNet_UDP& device) {

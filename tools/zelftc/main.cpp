@@ -22,6 +22,7 @@ constexpr struct Subcommand {
     {"filter", "set the filters inside the sensor", cli::addFilter},
     {"net", "set address, mask, gateway and port of the sensor", cli::addNet},
     {"alarm", "set up, raise, clear or ask for the sensor's alarm", cli::addAlarm},
+    {"check", "check a settings file before anything moves", cli::addCheck},
     {"codes", "explain the numbers that the library gives", cli::addCodes},
     {"simulate", "be a sensor without hardware, on 127.0.0.1", cli::addSimulator},
 };

@@ -31,10 +31,10 @@ std::vector<Step> stepsOf(const Options& options) {
   address("mask", options.mask, &SensorEtherNet_UDP::setFTSensorNetMask);
   address("gateway", options.gateway, &SensorEtherNet_UDP::setFTSensorNetGateway);
   if (options.port) {
-    steps.push_back({fmt::format("port {}", *options.port),
-                     [port = *options.port](SensorEtherNet_UDP& device) {
-                       return device.setFTSensorNetPortNumber(port);
-                     }});
+    steps.push_back(
+        {fmt::format("port {}", *options.port), [port = *options.port](SensorEtherNet_UDP& device) {
+           return device.setFTSensorNetPortNumber(port);
+         }});
   }
   address("address", options.ip, &SensorEtherNet_UDP::setFTSensorNetIP);
   return steps;

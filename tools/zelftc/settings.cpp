@@ -23,9 +23,10 @@ void send(const Sensor& sensor, const Step& step, const std::vector<std::string>
   if (step.send(sensor.device())) return;
   zel_ft_info status;
   sensor.device().getInfo(status);
-  throw std::runtime_error(fmt::format(
-      "the sensor did not take \"{}\" (status {}): {}; sent before it: {}", step.what,
-      statusText(status), remedyOf(status.code), sent.empty() ? "nothing" : fmt::format("{}", fmt::join(sent, ", "))));
+  throw std::runtime_error(
+      fmt::format("the sensor did not take \"{}\" (status {}): {}; sent before it: {}", step.what,
+                  statusText(status), remedyOf(status.code),
+                  sent.empty() ? "nothing" : fmt::format("{}", fmt::join(sent, ", "))));
 }
 
 }  // namespace
@@ -79,7 +80,8 @@ Exit apply(const SettingsOptions& options, std::vector<Step> steps,
   if (options.json) {
     print(Json{{"sent", sent}, {"saved", options.save}});
   } else {
-    fmt::print("done{}\n", options.save ? ", saved" : "; gone at the next power cut (--save keeps it)");
+    fmt::print("done{}\n",
+               options.save ? ", saved" : "; gone at the next power cut (--save keeps it)");
   }
   then(sensor);
   return done;

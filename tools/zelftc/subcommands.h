@@ -8,6 +8,7 @@
 namespace zel::cli {
 
 Body addAlarm(CLI::App& app);
+Body addCheck(CLI::App& app);
 Body addCodes(CLI::App& app);
 Body addFilter(CLI::App& app);
 Body addNet(CLI::App& app);

@@ -21,10 +21,10 @@ Body addZero(CLI::App& app) {
       Sensor::wait(0.1);
       if (!options->json) fmt::print("reading {:.3f}\n", fmt::join(sensor.read().value, " "));
     };
-    return apply(*options,
-                 {{"zero: the present load reads as 0",
-                   [](auto&) { return zel_ftc_zeroFTSensor() == 1; }}},
-                 {"The zero that it had is lost."}, show);
+    return apply(
+        *options,
+        {{"zero: the present load reads as 0", [](auto&) { return zel_ftc_zeroFTSensor() == 1; }}},
+        {"The zero that it had is lost."}, show);
   };
 }
 
