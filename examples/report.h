@@ -55,6 +55,9 @@ void printTracking(const std::string& run, const Log& log, int axis, const Pose&
 /// phase of an approach; code. The replay example reads these files.
 std::string writeCsv(const std::string& folder, const std::string& name, const Log& log);
 
+/// Reads such a file. Throws std::runtime_error, naming file, line and column of what is wrong.
+Log readLog(const std::string& path);
+
 /// The records of a program: CSV and pictures.
 class Records {
  public:

@@ -21,9 +21,9 @@ namespace {
 namespace cli = zel::cli;
 
 const std::map<std::string, ZelRcs> frames = {
-      {"WORLD", RCS_WORLD}, {"BASE", RCS_BASE}, {"TOOL", RCS_TOOL}, {"SENSOR", RCS_SENSOR}};
+    {"WORLD", RCS_WORLD}, {"BASE", RCS_BASE}, {"TOOL", RCS_TOOL}, {"SENSOR", RCS_SENSOR}};
 const std::map<std::string, ZelDirection> directions = {
-      {"FX", FT_FX}, {"FY", FT_FY}, {"FZ", FT_FZ}, {"MX", FT_MX}, {"MY", FT_MY}, {"MZ", FT_MZ}};
+    {"FX", FT_FX}, {"FY", FT_FY}, {"FZ", FT_FZ}, {"MX", FT_MX}, {"MY", FT_MY}, {"MZ", FT_MZ}};
 constexpr struct {
   std::string_view name, unit, what;
 } guardLimits[] = {
@@ -204,8 +204,9 @@ void addOptions(CLI::App& app, Setup& setup) {
   add("--minimum-path", setup.minimumPath, "Before a contact may end a run, mm");
   for (int i = 0; i < ZEL_GUARD_LIMIT_COUNT; ++i) {
     const auto& [name, unit, what] = guardLimits[i];
-    app.add_option(guardOption(name), setup.guard[i],
-                   fmt::format("The guard holds beyond: {}{}{}", what, unit.empty() ? "" : ", ", unit))
+    app.add_option(
+           guardOption(name), setup.guard[i],
+           fmt::format("The guard holds beyond: {}{}{}", what, unit.empty() ? "" : ", ", unit))
         ->default_str("off")
         ->check(cli::notNegative())
         ->group("Guard");
@@ -258,6 +259,10 @@ Settings SettingsFile::over(Settings defaults) const {
   std::istringstream stream(text_);
   try {
     app.parse_from_stream(stream);
+  } catch (const CLI::ConfigError& error) {
+    const std::string what = error.what();
+    throw std::runtime_error(
+        fmt::format("{}: there is no setting \"{}\"", path_, what.substr(what.rfind(' ') + 1)));
   } catch (const CLI::ParseError& error) {
     throw std::runtime_error(fmt::format("{}: {}", path_, error.what()));
   }

@@ -59,7 +59,8 @@ std::vector<std::string> applied(const example::SettingsFile& file, const exampl
     }
   };
   const Setup& setup = all.setup;
-  make({"period"}, [](const Setup& s) { require(zel_ftc_setTimeStep(s.period)); }, setup);
+  make(
+      {"period"}, [](const Setup& s) { require(zel_ftc_setTimeStep(s.period)); }, setup);
   make({"sensor-rating", "flange-sensor", "sensor-tool"}, configureSensor, setup);
   make({"load", "load-centre"}, configureLoad, setup);
   make({"box-max", "box-min"}, configureBox, setup);
@@ -123,9 +124,9 @@ Exit check(const Options& options) {
   const auto shown = [&](const zel_ftc_finding& f) {
     return options.all || f.severity >= ZEL_FINDING_NOTE;
   };
-  findings.erase(std::remove_if(findings.begin(), findings.end(),
-                                [&](const auto& f) { return !shown(f); }),
-                 findings.end());
+  findings.erase(
+      std::remove_if(findings.begin(), findings.end(), [&](const auto& f) { return !shown(f); }),
+      findings.end());
 
   for (const std::string& refusal : refused) {
     if (!options.json) fmt::print("error    {}\n", wrapped(refusal, 9));
@@ -147,15 +148,15 @@ Exit check(const Options& options) {
     if (!remedy.empty()) fmt::print("         {}\n", wrapped("do: " + remedy, 9));
     if (!section.empty()) fmt::print("         see docs/behaviour.md, \"{}\"\n", section);
   }
-  const bool good = counts[ZEL_FINDING_ERROR] == 0 &&
-                    (!options.strict || counts[ZEL_FINDING_WARNING] == 0);
+  const bool good =
+      counts[ZEL_FINDING_ERROR] == 0 && (!options.strict || counts[ZEL_FINDING_WARNING] == 0);
   if (options.json) {
     print(Json{{"good", good}, {"findings", list}});
   } else {
     fmt::print("{}: {} errors, {} warnings, {} notes; {} right, {} not checked{}\n",
                good ? "good" : "not good", counts[ZEL_FINDING_ERROR], counts[ZEL_FINDING_WARNING],
-               counts[ZEL_FINDING_NOTE], counts[ZEL_FINDING_RIGHT],
-               counts[ZEL_FINDING_NOT_CHECKED], options.all ? "" : " (--all shows these)");
+               counts[ZEL_FINDING_NOTE], counts[ZEL_FINDING_RIGHT], counts[ZEL_FINDING_NOT_CHECKED],
+               options.all ? "" : " (--all shows these)");
   }
   return good ? done : notAsWanted;
 }

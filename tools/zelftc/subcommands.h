@@ -10,8 +10,11 @@ namespace zel::cli {
 Body addAlarm(CLI::App& app);
 Body addCheck(CLI::App& app);
 Body addCodes(CLI::App& app);
+Body addDemo(CLI::App& app);
 Body addFilter(CLI::App& app);
+Body addIdentify(CLI::App& app);
 Body addNet(CLI::App& app);
+Body addPlot(CLI::App& app);
 Body addProbe(CLI::App& app);
 Body addWatch(CLI::App& app);
 Body addZero(CLI::App& app);
