@@ -46,7 +46,7 @@ void addOptions(CLI::App& app, TrackingMode& mode) {
     app.add_option(name, value, what)->check(cli::finite());
   };
   app.add_option("--path-frame", mode.frame, "WORLD, BASE, TOOL or SENSOR")
-      ->transform(CLI::CheckedTransformer(frames, CLI::ignore_case));
+      ->transform(CLI::CheckedTransformer(frames, CLI::ignore_case).description(""));
   add("--path-force", mode.force, "Expected force of each axis, N and N m");
   add("--path-gains", mode.gains, "Six gains, mm/s per N");
   add("--path-break-range", mode.breakRange, "Six signed limits of F + E; 0 = not monitored");
@@ -62,7 +62,7 @@ void addOptions(CLI::App& app, zel_ftc_plan& plan) {
     app.add_option(name, value, what)->check(cli::finite());
   };
   app.add_option("--run", plan.run, "approach, assembly, line or arc")
-      ->transform(CLI::CheckedTransformer(runs));
+      ->transform(CLI::CheckedTransformer(runs).description(""));
   add("--stiffness", plan.stiffness, "Of the contact, N/mm");
   add("--delay", plan.delay, "Of robot and sensor together, ms");
   add("--travel", plan.travel, "Of an approach until it touches, mm");
@@ -169,9 +169,9 @@ void configureApproach(const ApproachMode& mode) {
 
 void addOptions(CLI::App& app, ApproachMode& mode) {
   app.add_option("--frame", mode.frame, "WORLD, BASE, TOOL or SENSOR")
-      ->transform(CLI::CheckedTransformer(frames, CLI::ignore_case));
+      ->transform(CLI::CheckedTransformer(frames, CLI::ignore_case).description(""));
   app.add_option("--direction", mode.direction, "FX, FY, FZ, MX, MY or MZ")
-      ->transform(CLI::CheckedTransformer(directions, CLI::ignore_case));
+      ->transform(CLI::CheckedTransformer(directions, CLI::ignore_case).description(""));
   const auto add = [&app](const char* name, auto& value, const char* what) {
     app.add_option(name, value, what)->check(cli::finite());
   };

@@ -101,8 +101,10 @@ int run(CLI::App& app, int argc, char** argv, const Body& body) {
   app.description(wrapped(app.get_description(), 0));
   app.footer(
       app.get_footer() +
-      "Exit codes: 0 all went as it should; 1 the answer is no, a run did not end as wanted\n"
-      "or was interrupted; 2 wrong usage, or files, ports or sensor are not to be had.");
+      wrapped("Exit codes: 0 all went as it should; 1 the answer is no, a run did not end as "
+              "wanted or was interrupted; 2 wrong usage, or files, ports or sensor are not "
+              "to be had.",
+              0));
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // progress is seen in a pipe as well
   struct sigaction once = {};
   once.sa_handler = [](int) { interrupted = true; };

@@ -82,7 +82,7 @@ Body addFilter(CLI::App& app) {
         ->expected(3)
         ->delimiter(',')
         ->type_name("K,THRESHOLD,CHECKS")
-        ->check(CLI::Range(0U, 2147483647U))
+        ->check(within(0, 2147483647).description(""))
         ->needs(kalman);
   };
   parameters("--kalman-first", options->kalman_first);

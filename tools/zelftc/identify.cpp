@@ -142,8 +142,9 @@ bool draw(const std::string& picture, const Report& report, const std::vector<St
   }
   csv.keep();
   return example::drawLeftOver(
-      folder, name, fmt::format("Identification: {}. Readings and residuals", nameOf(report.verdict)),
-      csv.path(), poses.size());
+      folder, name,
+      fmt::format("Identification: {}. Readings and residuals", nameOf(report.verdict)), csv.path(),
+      poses.size());
 }
 
 Exit identifyLoad(const Options& options) {
@@ -163,7 +164,8 @@ Exit identifyLoad(const Options& options) {
 Body addIdentify(CLI::App& app) {
   app.description(
       "Identifies weight and centre of mass of what hangs on the sensor from readings at rest in "
-      "three or more poses, and says first whether the answer may be used. Exit code 1 for \"do not "
+      "three or more poses, and says first whether the answer may be used. Exit code 1 for \"do "
+      "not "
       "use\".");
   app.footer(
       "Columns, in any order, units in their names; one row per reading:\n"

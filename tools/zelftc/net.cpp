@@ -43,12 +43,12 @@ std::vector<Step> stepsOf(const Options& options) {
 std::vector<std::string> warningsOf(const Options& options) {
   std::vector<std::string> warnings;
   if (!options.ip.empty() || options.port) {
-    warnings.push_back(fmt::format(
-        "This cuts the connection: the sensor is to be found at --address {} --port {} afterwards, "
-        "at once or after its next start. Note it down: a sensor whose address nobody knows is "
-        "lost to this command.",
-        options.ip.empty() ? options.settings.sensor.address : options.ip,
-        options.port.value_or(options.settings.sensor.port)));
+    warnings = {
+        "This cuts the connection. At once or after its next start, the sensor is reached with",
+        fmt::format("--address {} --port {}",
+                    options.ip.empty() ? options.settings.sensor.address : options.ip,
+                    options.port.value_or(options.settings.sensor.port)),
+        "Note it down: a sensor whose address nobody knows is lost to this command."};
   }
   return warnings;
 }

@@ -36,17 +36,18 @@ bool draw(const Options& options) {
   const auto has = [&](const char* column) { return header.find(column) != std::string::npos; };
   using sim::OtherColumns, sim::readFiniteCsv;
   if (has(",run,")) {
-    return example::drawLog(options.out, name, name, csv, example::readLog(csv), options.mode, false);
+    return example::drawLog(options.out, name, name, csv, example::readLog(csv), options.mode,
+                            false);
   }
   if (has(",lfx,")) {
-    const auto rows = readFiniteCsv<10>(
-        csv, {"pose", "fx", "fy", "fz", "lfx", "lfy", "lfz", "lmx", "lmy", "lmz"},
-        OtherColumns::ignored);
+    const auto rows =
+        readFiniteCsv<10>(csv, {"pose", "fx", "fy", "fz", "lfx", "lfy", "lfz", "lmx", "lmy", "lmz"},
+                          OtherColumns::ignored);
     return example::drawLeftOver(options.out, name, "Readings, and what is left of them", csv,
                                  rows.size());
   }
-  const auto rows = readFiniteCsv<7>(csv, {"t", "fx", "fy", "fz", "mx", "my", "mz"},
-                                     OtherColumns::ignored);
+  const auto rows =
+      readFiniteCsv<7>(csv, {"t", "fx", "fy", "fz", "mx", "my", "mz"}, OtherColumns::ignored);
   return example::drawReadings(options.out, name, name, csv, rows.back()[0]);
 }
 

@@ -269,9 +269,12 @@ Body addWatch(CLI::App& app) {
       "Shows the six axes live: bars against the range, rate, age, status. In a pipe one line per "
       "second. Runs until Ctrl-C, which is its normal end without --seconds.");
   app.footer(
-      "The recording has a row per frame: t [s, when it was seen], counter (of the frames, 0\n"
-      "follows 100000), status, fx, fy, fz [N], mx, my, mz [N m]. It is written as FILE.part and\n"
-      "gets its name at the end. Frames that were missed are counted; then the exit code is 1.\n");
+      wrapped("The recording has a row per frame: t [s, when it was seen], counter (of the "
+              "frames; 0 follows 100000), status, fx, fy, fz [N], mx, my, mz [N m]. It is "
+              "written as FILE.part and gets its name at the end. Frames that were missed are "
+              "counted; the exit code is then 1.",
+              0) +
+      "\n");
   addExample(app, "--csv run.csv --seconds 60");
   const auto options = std::make_shared<Options>();
   addSensorOptions(app, options->sensor);
