@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -41,18 +40,13 @@ std::function<void(Cycle&)> noteOf(const Side& side, const Options& options) {
   };
 }
 
-/// What a function of the library composes from a record; null stands for its last refusal.
+/// What a function of the library composes from a record.
 template <typename Record>
 std::string textOf(std::size_t (*compose)(const Record*, char*, std::size_t),
-                   const Record* record = nullptr) {
+                   const Record* record) {
   std::string text(compose(record, nullptr, 0), '\0');
   compose(record, text.data(), text.size() + 1);
   return text;
-}
-
-/// Why the library refused last, with amounts, and what to do about it.
-std::string refusal() {
-  return fmt::format("{}: {}", textOf(zel_ftc_reasonText), textOf(zel_ftc_reasonRemedy));
 }
 
 std::string codeText(int code) {
@@ -69,7 +63,7 @@ std::string codeText(int code) {
 
 /// The system's text; of a failure also the reason.
 std::string endText(int code) {
-  return codeText(code) + (code < ZEL_RUN_END ? " " + refusal() : "");
+  return codeText(code) + (code < ZEL_RUN_END ? " " + lastRefusal() : "");
 }
 
 }  // namespace
@@ -83,6 +77,10 @@ void addRobotOptions(CLI::App& app, Options& options) {
   app.add_option("--seed", options.seed, "Of the noise");
   app.add_option("--out", options.out, "Folder of CSV and pictures")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  addSettingsOption(app, [&options](const SettingsFile& file) {
+    options.settings = file;
+    options.period = file.over({.setup = {.period = options.period}}).setup.period;
+  });
 }
 
 void addRealtimeOption(CLI::App& app, Options& options) {
@@ -153,38 +151,17 @@ void CellLink::follow(const Pose& pose) {
   std::this_thread::sleep_until(next_);
 }
 
-void require(int result) {
-  if (result != 1) throw std::runtime_error(refusal());
-}
-
-/// Holds the robot at the last good pose when a reading or a pose is not finite, or when the pose
-/// jumps or leaves the path, whatever the runs are configured to. A silent sensor is worth a line:
-/// on a busy machine the simulated one may be late.
-void setGuard(const Setup& setup) {
-  constexpr double silence = 500.0;  // ms without a new sample
-  require(zel_ftc_setGuardLimit(ZEL_LIMIT_READING, 0.0, ZEL_GUARD_HOLD));
-  require(zel_ftc_setGuardLimit(ZEL_LIMIT_POSE, 0.0, ZEL_GUARD_HOLD));
-  require(zel_ftc_setGuardLimit(ZEL_LIMIT_STEP, setup.maxStep, ZEL_GUARD_HOLD));
-  require(zel_ftc_setGuardLimit(ZEL_LIMIT_PATH, setup.offPath, ZEL_GUARD_HOLD));
-  require(zel_ftc_setGuardLimit(ZEL_LIMIT_OFF_AXIS, setup.offPath, ZEL_GUARD_HOLD));
-  require(zel_ftc_setGuardLimit(ZEL_LIMIT_SAMPLE_AGE, silence, ZEL_GUARD_WARN));
-}
-
 Library::Library() {
   require(zel_ftc_open(true));
   require(zel_ftc_initialFTSensor(0, nullptr));
 }
 
-Library::Library(unsigned short sensorPort) {
+Library::Library(unsigned short sensorPort, const std::string& address) {
   require(zel_ftc_open(false));
-  if (zel_ftc_initialFTSensor(sensorPort, "127.0.0.1") == 1) return;
-  Wrench reading;
-  zel_ftc_obtainFTSensorData(reading.data());  // only a read refreshes the status
-  const std::string why =
-      fmt::format("no sensor on 127.0.0.1:{}: {} {} {}", sensorPort,
-                  static_cast<int>(zel_info_.code), zel_info_.code_info, refusal());
+  if (zel_ftc_initialFTSensor(sensorPort, address.c_str()) == 1) return;
   zel_ftc_close();
-  throw std::runtime_error(why);
+  throw std::runtime_error(
+      fmt::format("no sensor on {}:{}: {}", address, sensorPort, lastRefusal()));
 }
 
 Library::~Library() {
@@ -197,27 +174,11 @@ Setup setupOf(const zel::sim::CellConfig& cell, const Options& options) {
   setup.flange_sensor = cell.flange_sensor;
   setup.sensor_tool = cell.sensor_tool;
   setup.load = cell.load;
-  return setup;
-}
-
-void configure(const Setup& setup) {
-  setGuard(setup);
-  Setup s = setup;  // the flat interface takes pointers to plain arrays
-  const auto& [x, y, z] = s.load.centre;
-  // The box holds the robot back without a message, the limit of the total correction stops the
-  // run: keep the box outside of it.
-  const double box = 1.1 * s.maxPath;
-  double up[3] = {box, box, box};
-  double down[3] = {-box, -box, -box};
-
-  // The period first: it scales the gains of the modes.
-  require(zel_ftc_setTimeStep(s.period));
-  require(
-      zel_ftc_setSensorConfig(s.sensorRating.data(), s.flange_sensor.data(), s.sensor_tool.data()));
-  require(zel_ftc_setLoadData(s.load.weight, x, y, z));
-  require(zel_ftc_setCorrectionLimit(up, down, s.maxAngle));
-  require(zel_ftc_setMonitoringFunctions(s.permissible.data()));
-  require(zel_ftc_setCorrectionMonitoring(s.maxPath, s.maxAngle));
+  // Whatever a run is configured to: only finite numbers, no jump, not far beside the path.
+  setup.guard[ZEL_LIMIT_READING] = setup.guard[ZEL_LIMIT_POSE] = 0.0;
+  setup.guard[ZEL_LIMIT_STEP] = 2.0;
+  setup.guard[ZEL_LIMIT_PATH] = setup.guard[ZEL_LIMIT_OFF_AXIS] = 30.0;
+  return options.settings ? options.settings->over({.setup = setup}).setup : setup;
 }
 
 void zero(RobotLink& robot) {
@@ -291,11 +252,11 @@ Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLim
       return stopped(other, fmt::format("sensor status {} {}", error.ft_code, zel_info_.code_info));
     }
     if (result == 0) return stopped(Outcome::By::run, endText(error.ftc_code));
+    if (!isFinite(now.commanded)) return stopped(other, "the corrected pose is not finite");
     zel_ftc_guard_verdict verdict;
     if (zel_ftc_guard(now.commanded.data(), now.pose.data(), &verdict) != 1) {
       return stopped(other, textOf(zel_ftc_guardText, &verdict));
     }
-    if (verdict.first) fmt::print("{}\n", textOf(zel_ftc_guardText, &verdict));
     robot.follow(now.commanded);
   }
   return stopped(Outcome::By::time, fmt::format("still running after {} s", limits.longest));
@@ -309,15 +270,15 @@ ApproachMode approachMode(const Options& options) {
   mode.switchingForce = 0.2 * options.force;
   // Wider than the dead band, below which nothing is corrected.
   mode.breakRange[mode.direction] = std::max(0.3, 0.02 * options.force);
-  return mode;
+  return options.settings ? options.settings->over({.approach = mode}).approach : mode;
 }
 
-void configureApproach(const ApproachMode& mode) {
-  ApproachMode m = mode;
-  fmt::print("mode, as the library prints it: ");
-  require(zel_ftc_configApproachMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
-                                     m.switchingForce, m.switchingTorque, m.breakRange.data(),
-                                     m.timeOut));
+TrackingMode trackingMode(const Options& options) {
+  TrackingMode mode;
+  mode.force[mode.direction] = options.force;
+  mode.gains[mode.direction] = options.gain;
+  mode.speed = options.pathSpeed;
+  return options.settings ? options.settings->over({.tracking = mode}).tracking : mode;
 }
 
 Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log) {
@@ -334,53 +295,8 @@ Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits,
   return cycle(robot, "approach", zel_ftc_runApproach, limits, log);
 }
 
-void addOptions(CLI::App& app, ApproachMode& mode) {
-  const std::map<std::string, ZelRcs> frames = {
-      {"WORLD", RCS_WORLD}, {"BASE", RCS_BASE}, {"TOOL", RCS_TOOL}, {"SENSOR", RCS_SENSOR}};
-  const std::map<std::string, ZelDirection> directions = {
-      {"FX", FT_FX}, {"FY", FT_FY}, {"FZ", FT_FZ}, {"MX", FT_MX}, {"MY", FT_MY}, {"MZ", FT_MZ}};
-  app.add_option("--frame", mode.frame, "WORLD, BASE, TOOL or SENSOR")
-      ->transform(CLI::CheckedTransformer(frames, CLI::ignore_case));
-  app.add_option("--direction", mode.direction, "FX, FY, FZ, MX, MY or MZ")
-      ->transform(CLI::CheckedTransformer(directions, CLI::ignore_case));
-  const auto add = [&app](const char* name, auto& value, const char* what) {
-    app.add_option(name, value, what)->check(cli::finite());
-  };
-  add("--force", mode.force, "Expected force E, N or N m; held is -E");
-  add("--gains", mode.gains, "Six gains, mm/s per N");
-  add("--speed", mode.speed, "Approach speed, mm/s");
-  add("--switching-force", mode.switchingForce, "Contact, N");
-  add("--switching-torque", mode.switchingTorque, "Contact, N m");
-  add("--break-range", mode.breakRange, "Six ranges of |E + F|; 0 = not monitored");
-  app.add_option("--time-out", mode.timeOut, "ms of wall clock");
-}
-
-void addOptions(CLI::App& app, Setup& setup) {
-  const auto add = [&app](const char* name, auto& value, const char* what) {
-    return app.add_option(name, value, what)->check(cli::finite());
-  };
-  add("--period", setup.period, "Control period, ms")->check(cli::within(4, 100));
-  add("--load", setup.load.weight, "Weight of the load, N");
-  add("--load-centre", setup.load.centre, "Its centre of mass, sensor frame, mm");
-  add("--flange-sensor", setup.flange_sensor, "Pose of the sensor on the flange");
-  add("--sensor-tool", setup.sensor_tool, "Pose of the tool on the sensor");
-  add("--sensor-rating", setup.sensorRating, "Six limits of the raw reading");
-  add("--permissible", setup.permissible, "Six limits of the compensated wrench");
-  add("--max-path", setup.maxPath, "Limit of the total correction, mm");
-  add("--max-angle", setup.maxAngle, "Limit of the total correction, rad");
-}
-
-void configureTracking(const Options& options) {
-  Wrench expected = {0, 0, options.force, 0, 0, 0};
-  Wrench gains = {0, 0, options.gain, 0, 0, 0};
-  // A jump to more than 15 N above the wanted force stops the run with 80010.
-  Wrench breakRange = {0, 0, -15, 0, 0, 0};
-  require(zel_ftc_configTrackingMotionMode(RCS_TOOL, FT_FZ, expected.data(), gains.data(),
-                                           breakRange.data(), options.pathSpeed));
-}
-
 Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log) {
-  configureTracking(options);
+  configureTracking(trackingMode(options));
   const auto run = [&](double* out, double* now, zel_ftc_error* error) {
     return zel_ftc_runTrackingMotionL(out, start.data(), end.data(), now, error);
   };
@@ -392,7 +308,7 @@ Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& option
 
 Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options,
                   Log& log) {
-  configureTracking(options);
+  configureTracking(trackingMode(options));
   const auto run = [&](double* out, double* now, zel_ftc_error* error) {
     return zel_ftc_runTrackingMotionC(out, start.data(), via.data(), end.data(), now, error);
   };
@@ -401,14 +317,6 @@ Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Option
   std::copy_n(end.data(), 6, limits.plan.end);
   limits.note = noteOf(besideArc(start, via, end), options);
   return cycle(robot, "arc", run, limits, log);
-}
-
-void configureAssembly(const ApproachMode& mode) {
-  configureApproach(mode);
-  ApproachMode m = mode;
-  require(zel_ftc_configAssemblyMode(m.frame, m.direction, m.force, m.gains.data(), m.speed,
-                                     m.switchingForce, m.switchingTorque, m.breakRange.data(),
-                                     m.timeOut, 0.0, 0.0, 0.0));
 }
 
 Outcome hold(RobotLink& robot, double seconds, const Options& options, Log& log) {

@@ -10,17 +10,16 @@
 #include <cstddef>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "examples/settings.h"
 #include "sim/cell.h"
 #include "zel_ftc_check.h"
 #include "zel_ftc_lib.h"
 
 namespace example {
-
-using zel::sim::Pose;
-using zel::sim::Wrench;
 
 /// No value: drawn as a gap.
 constexpr double none = std::numeric_limits<double>::quiet_NaN();
@@ -66,6 +65,7 @@ struct Options {
   std::uint64_t seed = 1;     ///< of the noise
   bool realtime = false;      ///< one period of simulation takes one period of time
   std::string out = "out";    ///< folder of CSV and pictures
+  std::optional<SettingsFile> settings = std::nullopt;  ///< stand above all of these
 };
 
 /// The options of a program, by what it does with them.
@@ -104,34 +104,15 @@ class Library {
  public:
   /// With a sensor whose readings the controller feeds.
   Library();
-  /// With the network sensor on this machine.
-  explicit Library(unsigned short sensorPort);
+  /// With a network sensor. Throws when it cannot be reached, with the reason.
+  explicit Library(unsigned short sensorPort, const std::string& address = "127.0.0.1");
   ~Library();
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 };
 
-/// Throws when a flat function did not return 1: why, and what to do about it.
-void require(int result);
-
-/// What every mode needs: period, mounting, load and limits.
-struct Setup {
-  double period = 4.0;  ///< ms
-  Wrench sensorRating = {200, 200, 200, 10, 10, 10};
-  Pose flange_sensor = {};
-  Pose sensor_tool = {};
-  zel::sim::Load load;
-  Wrench permissible = {60, 60, 60, 6, 6, 6};  ///< beyond it every run stops with 11000
-  double maxPath = 200;   ///< mm from the start; beyond it runs but tracking stop with 11005
-  double maxAngle = 0.5;  ///< rad
-  // What the guard lets through.
-  double maxStep = 2;   ///< mm from one commanded pose to the next
-  double offPath = 30;  ///< mm beside the programmed path, or the axis of an approach
-};
-
 /// The setup that fits the cell: a robot's commissioning would measure these values.
 Setup setupOf(const zel::sim::CellConfig& cell, const Options& options);
-void configure(const Setup& setup);
 
 /// Takes the zero reference: robot at rest, nothing touched.
 void zero(RobotLink& robot);
@@ -192,26 +173,8 @@ struct Outcome {
 Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
               Log& log);
 
-struct ApproachMode {
-  ZelRcs frame = RCS_TOOL;
-  ZelDirection direction = FT_FZ;
-  /// Expected force E. The tool moves along +axis for a positive E and presses until the measured
-  /// force, which points back at the tool, is -E.
-  double force = 10.0;
-  Wrench gains = {0, 0, 3, 0, 0, 0};         ///< mm/s per N; 0 holds the axis stiff
-  double speed = 20.0;                       ///< mm/s
-  double switchingForce = 2.0;               ///< N: contact
-  double switchingTorque = 1.0;              ///< N m: contact
-  Wrench breakRange = {0, 0, 0.3, 0, 0, 0};  ///< the run ends when |E + F| stays within; 0 = any
-  unsigned long timeOut = 60000;             ///< ms of wall clock
-};
 ApproachMode approachMode(const Options& options);
-void configureApproach(const ApproachMode& mode);
 Outcome approach(RobotLink& robot, const ApproachMode& mode, CycleLimits limits, Log& log);
-
-/// Options of every part of the mode, and of period, load and limits: for tuning.
-void addOptions(CLI::App& app, ApproachMode& mode);
-void addOptions(CLI::App& app, Setup& setup);
 
 /// Where a position lies to the side of a path, mm: across the path and the tool's z axis.
 using Side = std::function<double(const Pose&)>;
@@ -221,7 +184,7 @@ Side besideArc(const Pose& start, const Pose& via, const Pose& end);
 double besideEnd(const Pose& pose, const Pose& end);
 
 /// Tracking along a path with a steady force. An approach comes first.
-void configureTracking(const Options& options);
+TrackingMode trackingMode(const Options& options);
 Outcome followLine(RobotLink& robot, Pose start, Pose end, const Options& options, Log& log);
 Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Options& options,
                   Log& log);
@@ -229,7 +192,6 @@ Outcome followArc(RobotLink& robot, Pose start, Pose via, Pose end, const Option
 /// The assembly run watches and does not move the robot (see the assembly example): `hold` follows
 /// the pose that it returns, `pushHome` lets the tool advance at `speed` mm/s along its z axis
 /// until the run ends at the force of the mode.
-void configureAssembly(const ApproachMode& mode);
 Outcome hold(RobotLink& robot, double seconds, const Options& options, Log& log);
 Outcome pushHome(RobotLink& robot, double speed, const ApproachMode& mode, const Options& options,
                  Log& log);

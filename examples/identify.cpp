@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
   example::addRealtimeOption(app, options);
 
   return zel::cli::run(app, argc, argv, [&] {
-    example::KeptFile csv(options.out + "/identify.csv");
+    zel::cli::KeptFile csv(options.out + "/identify.csv");
     const zel::sim::CellConfig config = example::demoCell(options);
     zel::sim::Cell cell(config);
     example::CellLink robot(cell, options);
@@ -39,7 +39,9 @@ int main(int argc, char** argv) {
     example::write(csv.stream(), samples);
     csv.keep();
     fmt::print("csv {}\n", csv.path());
-    example::drawLeftOver(options.out, csv.path(), forceLimit, torqueLimit);
+    example::drawLeftOver(options.out, "identify",
+                          "Readings at ten poses, and what the compensation leaves", csv.path(),
+                          samples.size(), forceLimit, torqueLimit);
     const bool good = force < forceLimit && torque < torqueLimit;
     fmt::print("identify: {}, weight {:.1f} N, left over {:.1f} N and {:.2f} N m\n",
                good ? "end" : "failed", load.weight, force, torque);

@@ -75,9 +75,11 @@ std::vector<std::string> argumentsFor(const zel::sim::CellConfig& cell) {
 
 }  // namespace
 
-SimulatorProcess::SimulatorProcess(const std::string& program, const zel::sim::CellConfig& cell) {
+SimulatorProcess::SimulatorProcess(const std::vector<std::string>& simulator,
+                                   const zel::sim::CellConfig& cell) {
+  const std::string& program = simulator.front();
   std::vector<std::string> arguments = argumentsFor(cell);
-  arguments.insert(arguments.begin(), program);
+  arguments.insert(arguments.begin(), simulator.begin(), simulator.end());
   std::vector<char*> argv;
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);

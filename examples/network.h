@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "examples/common.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
@@ -21,9 +22,9 @@ constexpr double frameRate = 1000.0;
 /// A running zel_sensor_sim with the simulated cell. Ends with the object, or with this process.
 class SimulatorProcess {
  public:
-  /// Starts `program` on free ports and waits until it listens. Throws std::runtime_error with the
-  /// reason when it does not.
-  SimulatorProcess(const std::string& program, const zel::sim::CellConfig& cell);
+  /// Starts the simulator, a program and the arguments that it begins with, on free ports and waits
+  /// until it listens. Throws std::runtime_error with the reason when it does not.
+  SimulatorProcess(const std::vector<std::string>& simulator, const zel::sim::CellConfig& cell);
   ~SimulatorProcess() { stop(); }
   SimulatorProcess(const SimulatorProcess&) = delete;
   SimulatorProcess& operator=(const SimulatorProcess&) = delete;

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <utility>
 
 extern char** environ;
@@ -151,10 +150,24 @@ plot csv using (column('t')):(column('ax') - x0) with lines ls 1 title 'x', \
 unset multiplot
 )";
 
+constexpr const char* readingsSheet = R"(
+set xrange [0 : end]
+set offsets 0, 0, graph 0.08, graph 0.05
+do for [k = 0 : 1] {
+  eval(panel)
+  set ylabel sprintf('reading [%s]', k ? 'N m' : 'N')
+  columns = k ? 'mx my mz' : 'fx fy fz'
+  axes = k ? 'Mx My Mz' : 'Fx Fy Fz'
+  plot for [i = 1 : 3] csv using (column('t')):(column(word(columns, i))) with lines ls i \
+    title word(axes, i)
+}
+unset multiplot
+)";
+
 constexpr const char* leftOverSheet = R"(
 set xlabel 'pose'
-set xrange [0.5 : 10.5]
-set xtics 1
+set xrange [0.5 : poses + 0.5]
+if (poses < 25) { set xtics 1 }
 set offsets 0, 0, graph 0.08, graph 0.08
 do for [kind in 'raw force torque'] {
   columns = kind eq 'raw' ? 'fx fy fz' : kind eq 'force' ? 'lfx lfy lfz' : 'lmx lmy lmz'
@@ -175,13 +188,18 @@ std::string quoted(const std::string& text) {
   return result + "'";
 }
 
-bool runGnuplot(const std::string& script) {
+/// What is missing for a picture; "" when it has been drawn.
+std::string runGnuplot(const std::string& script) {
   std::string program = "gnuplot", argument = script;
   char* argv[] = {program.data(), argument.data(), nullptr};
   pid_t child = 0;
-  if (posix_spawnp(&child, program.c_str(), nullptr, nullptr, argv, environ) != 0) return false;
+  if (posix_spawnp(&child, program.c_str(), nullptr, nullptr, argv, environ) != 0) {
+    return "gnuplot is missing; install gnuplot-nox";
+  }
   int status = 0;
-  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  const bool drawn =
+      waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  return drawn ? "" : "gnuplot refused " + script;
 }
 
 /// The chosen runs of a log as gnuplot commands: every second one shaded, those that are long
@@ -238,16 +256,20 @@ void Sheet::set(const std::string& variable, const std::string& text) {
   script_ += fmt::format("{} = {}\n", variable, quoted(text));
 }
 
-void Sheet::draw(const std::string& panels) {
-  std::ofstream(base_ + ".gp") << script_ << style << panels;
-  if (runGnuplot(base_ + ".gp")) {
+bool Sheet::draw(const std::string& panels) {
+  zel::cli::KeptFile script(base_ + ".gp");
+  script.stream() << script_ << style << panels;
+  script.keep();
+  const std::string missing = runGnuplot(script.path());
+  if (missing.empty()) {
     fmt::print("picture {}.png\n", base_);
   } else {
-    fmt::print(stderr, "No picture: gnuplot is missing or refused {}.gp\n", base_);
+    fmt::print(stderr, "no picture: {}\n", missing);
   }
+  return missing.empty();
 }
 
-void drawLog(const std::string& folder, const std::string& name, const std::string& title,
+bool drawLog(const std::string& folder, const std::string& name, const std::string& title,
              const std::string& csv, const Log& log, const ApproachMode& mode, bool recorded) {
   const int axis = mode.direction;
   const bool isForce = axis < FT_MX;
@@ -300,20 +322,28 @@ void drawLog(const std::string& folder, const std::string& name, const std::stri
     force.set("paths", runCommands(log, onPath).first);
     force.set("path_end", std::find_if(log.rbegin(), log.rend(), onPath)->time);
   }
-  force.draw(forceSheet);
+  if (!force.draw(forceSheet)) return false;
 
   Sheet others(folder, name + "_axes", title + ": the other axes", csv, 3);
   setCommon(others);
-  others.draw(axesSheet);
+  return others.draw(axesSheet);
 }
 
-void drawLeftOver(const std::string& folder, const std::string& csv, double forceLimit,
+bool drawLeftOver(const std::string& folder, const std::string& name, const std::string& title,
+                  const std::string& csv, std::size_t poses, double forceLimit,
                   double torqueLimit) {
-  Sheet sheet(folder, "identify", "Readings at ten poses, and what the compensation leaves", csv,
-              3);
+  Sheet sheet(folder, name, title, csv, 3);
+  sheet.set("poses", static_cast<double>(poses));
   sheet.set("force_limit", forceLimit);
   sheet.set("torque_limit", torqueLimit);
-  sheet.draw(leftOverSheet);
+  return sheet.draw(leftOverSheet);
+}
+
+bool drawReadings(const std::string& folder, const std::string& name, const std::string& title,
+                  const std::string& csv, double seconds) {
+  Sheet sheet(folder, name, title, csv, 2);
+  sheet.set("end", std::max(seconds, 0.001));
+  return sheet.draw(readingsSheet);
 }
 
 }  // namespace example

@@ -18,8 +18,9 @@ class Sheet {
         const std::string& csv, int rows);
   void set(const std::string& variable, double value);
   void set(const std::string& variable, const std::string& text);
-  /// Draws the panels and names the picture, or says that gnuplot is missing.
-  void draw(const std::string& panels);
+  /// Draws the panels and names the picture; or says what is missing, false. Throws when the script
+  /// cannot be written.
+  bool draw(const std::string& panels);
 
  private:
   std::string base_, script_;
@@ -29,12 +30,19 @@ class Sheet {
 /// the main axis beside what the mode wants; the moments around the first contact, with commanded
 /// step and phase; deviation from the path, and the path from above. The second: the other axes.
 /// `recorded`: the robot did not follow, so that its motion is drawn beside the commanded step.
-void drawLog(const std::string& folder, const std::string& name, const std::string& title,
+/// False when there is no picture, as for all that draw.
+bool drawLog(const std::string& folder, const std::string& name, const std::string& title,
              const std::string& csv, const Log& log, const ApproachMode& mode, bool recorded);
 
-/// What the compensation leaves of the readings in `csv`, and the limits that it is judged by.
-void drawLeftOver(const std::string& folder, const std::string& csv, double forceLimit,
-                  double torqueLimit);
+/// Readings at poses in `csv` and what is left of them, and the limits that this is judged by; none
+/// where those are not numbers.
+bool drawLeftOver(const std::string& folder, const std::string& name, const std::string& title,
+                  const std::string& csv, std::size_t poses, double forceLimit = none,
+                  double torqueLimit = none);
+
+/// The readings of a sensor over time: columns t, fx..mz.
+bool drawReadings(const std::string& folder, const std::string& name, const std::string& title,
+                  const std::string& csv, double seconds);
 
 }  // namespace example
 

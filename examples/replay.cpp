@@ -33,6 +33,11 @@ int main(int argc, char** argv) {
   app.add_option("recording", file, "CSV file")->required();
   app.add_option("--out", out, "Folder of CSV and picture");
   app.add_flag("--all", all, "Starts a new run after each end, up to the end of the recording");
+  example::addSettingsOption(app, [&](const example::SettingsFile& settings) {
+    const example::Settings all = settings.over({.setup = setup, .approach = mode});
+    setup = all.setup;
+    mode = all.approach;
+  });
   example::addOptions(app, setup);
   example::addOptions(app, mode);
 
@@ -42,7 +47,6 @@ int main(int argc, char** argv) {
     example::Log& log = records.log;
     example::RecordingLink robot(samples);
     const example::Library library;
-    setup.maxStep = setup.offPath = 1e6;  // the recorded robot went where it went
     example::configure(setup);
     example::zero(robot);  // with the first line: it has to be free of contact
 

@@ -2,18 +2,20 @@
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <numeric>
+#include <set>
 #include <stdexcept>
-#include <system_error>
+#include <tuple>
 #include <utility>
 
 #include "examples/picture.h"
+#include "sim/finite_csv.h"
 
 namespace example {
 namespace {
@@ -26,28 +28,38 @@ double length(const double* v) {
   return std::hypot(v[0], v[1], v[2]);
 }
 
-template <typename... Values>
-std::string fields(const Values&... values) {
-  std::string text;
-  const auto add = [&text](double value) {
-    text += ',';
-    text += std::isfinite(value) ? fmt::format("{}", value) : "nan";
+constexpr std::array columns = {"run",  "t",      "x",    "y",      "z",     "a",   "b",   "c",
+                                "fx",   "fy",     "fz",   "mx",     "my",    "mz",  "cfx", "cfy",
+                                "cfz",  "cmx",    "cmy",  "cmz",    "ax",    "ay",  "az",  "ox",
+                                "oy",   "oz",     "oa",   "ob",     "oc",    "px",  "py",  "pz",
+                                "side", "wanted", "step", "driven", "phase", "code"};
+
+/// The numbers of a cycle, in the order of the columns from x to driven.
+template <typename AnyCycle>
+auto numbersOf(AnyCycle& c) {
+  std::array<decltype(c.pose.data()), columns.size() - 4> all = {};
+  auto next = all.begin();
+  const auto add = [&next](auto& list, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) *next++ = &list[i];
   };
-  const auto addAll = [&add](const auto& list) {
-    std::for_each(std::begin(list), std::end(list), add);
-  };
-  (addAll(values), ...);
-  return text;
+  add(c.pose, 6);
+  add(c.raw, 6);
+  add(c.control, 6);
+  add(c.actual, 3);
+  add(c.commanded, 6);
+  add(c.planned, 3);
+  for (auto* const value : {&c.side, &c.wanted, &c.step, &c.driven}) *next++ = value;
+  return all;
 }
 
 void write(std::ostream& csv, const Log& log) {
-  csv << "run,t,x,y,z,a,b,c,fx,fy,fz,mx,my,mz,cfx,cfy,cfz,cmx,cmy,cmz,ax,ay,az,"
-         "ox,oy,oz,oa,ob,oc,px,py,pz,side,wanted,step,driven,phase,code\n";
+  fmt::print(csv, "{}\n", fmt::join(columns, ","));
   for (const Cycle& c : log) {
-    const std::array position = {c.actual[0], c.actual[1], c.actual[2]};
-    const std::array others = {c.side, c.wanted, c.step, c.driven};
-    fmt::print(csv, "{},{:.3f}{},{},{}\n", c.run, c.time,
-               fields(c.pose, c.raw, c.control, position, c.commanded, c.planned, others),
+    std::string numbers;
+    for (const double* const value : numbersOf(c)) {
+      numbers += std::isfinite(*value) ? fmt::format("{},", *value) : "nan,";
+    }
+    fmt::print(csv, "{},{:.3f},{}{},{}\n", c.run, c.time, numbers,
                c.phase < 0 ? "" : std::to_string(c.phase), c.code);
   }
 }
@@ -144,42 +156,46 @@ void printTracking(const std::string& run, const Log& log, int axis, const Pose&
   fmt::print("result  {}\n", outcome.text());
 }
 
-KeptFile::KeptFile(const std::string& path) : path_(path) {
-  namespace fs = std::filesystem;
-  const fs::path folder = fs::path(path).parent_path();
-  std::error_code error;
-  if (!folder.empty()) fs::create_directories(folder, error);
-  if (!error) {
-    errno = 0;
-    file_.open(part());
-    if (!file_) error = {errno, std::generic_category()};
-  }
-  if (error) {
-    throw std::runtime_error(fmt::format("cannot write {}: {}", path_, error.message()));
-  }
-}
-
-KeptFile::~KeptFile() {
-  if (!file_.is_open()) return;
-  file_.close();
-  std::remove(part().c_str());
-}
-
-void KeptFile::keep() {
-  errno = 0;
-  file_.close();
-  if (file_.fail() || std::rename(part().c_str(), path_.c_str()) != 0) {
-    const std::string why = std::generic_category().message(errno);
-    std::remove(part().c_str());
-    throw std::runtime_error(fmt::format("cannot write {}: {}", path_, why));
-  }
-}
-
 std::string writeCsv(const std::string& folder, const std::string& name, const Log& log) {
-  KeptFile csv((std::filesystem::path(folder) / (name + ".csv")).string());
+  zel::cli::KeptFile csv((std::filesystem::path(folder) / (name + ".csv")).string());
   write(csv.stream(), log);
   csv.keep();
   return csv.path();
+}
+
+Log readLog(const std::string& path) try {
+  io::CSVReader<columns.size(), io::trim_chars<' ', '\t'>, io::no_quote_escape<','>,
+                io::throw_on_overflow, io::empty_line_comment>
+      csv(path);
+  std::apply([&](auto... names) { csv.read_header(io::ignore_no_column, names...); }, columns);
+  static std::set<std::string> runs;  // a cycle points at the name of its run
+  Log log;
+  std::array<const char*, columns.size()> cells = {};
+  while (std::apply([&](auto&... cell) { return csv.read_row(cell...); }, cells)) {
+    constexpr std::size_t longest = 1'000'000;
+    if (log.size() == longest) {
+      throw std::runtime_error(fmt::format("{}: more than {} rows", path, longest));
+    }
+    Cycle& cycle = log.emplace_back();
+    cycle.run = runs.insert(cells.front()).first->c_str();
+    double phase = -1.0, code = 0.0;
+    const auto read = [&](std::size_t i, double& value) {
+      if (zel::sim::readNumber(cells[i], value)) return;
+      throw std::runtime_error(fmt::format("{}, line {}, column \"{}\": \"{}\" is not a number",
+                                           path, csv.get_file_line(), columns[i], cells[i]));
+    };
+    read(1, cycle.time);
+    const auto numbers = numbersOf(cycle);
+    for (std::size_t i = 0; i < numbers.size(); ++i) read(i + 2, *numbers[i]);
+    if (*cells[columns.size() - 2] != '\0') read(columns.size() - 2, phase);
+    read(columns.size() - 1, code);
+    cycle.phase = static_cast<int>(phase);
+    cycle.code = static_cast<int>(code);
+  }
+  if (log.empty()) throw std::runtime_error(path + ": no cycle after the header");
+  return log;
+} catch (const io::error::base& error) {
+  throw std::runtime_error(error.what());
 }
 
 Records::Records(std::string folder, std::string name)

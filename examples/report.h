@@ -2,13 +2,13 @@
 #ifndef ZEL_FTC_EXAMPLES_REPORT_H
 #define ZEL_FTC_EXAMPLES_REPORT_H
 
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "examples/common.h"
 #include "tools/command_line.h"
+#include "tools/kept_file.h"
 
 namespace example {
 
@@ -46,28 +46,6 @@ void print(const ApproachSummary& summary, const ApproachMode& mode, const Outco
 void printTracking(const std::string& run, const Log& log, int axis, const Pose& end,
                    const Outcome& outcome);
 
-/// A file that is complete when it has its name: it is written as <path>.part, which goes away
-/// unless keep() is called.
-class KeptFile {
- public:
-  /// Makes the folder. Throws std::runtime_error when folder or file cannot be written.
-  explicit KeptFile(const std::string& path);
-  ~KeptFile();
-  KeptFile(const KeptFile&) = delete;
-  KeptFile& operator=(const KeptFile&) = delete;
-
-  std::ostream& stream() { return file_; }
-  const std::string& path() const { return path_; }
-  /// Throws std::runtime_error when not all could be written.
-  void keep();
-
- private:
-  std::string part() const { return path_ + ".part"; }
-
-  std::string path_;
-  std::ofstream file_;
-};
-
 /// Writes every cycle. Columns: run; t [s]; x, y, z [mm], a, b, c [rad] the pose handed to the
 /// library; fx..mz [N, N m] the raw reading; cfx..cmz the compensated wrench in the frame of the
 /// mode; ax, ay, az [mm] where the flange was; ox, oy, oz [mm], oa, ob, oc [rad] the pose sent to
@@ -76,6 +54,9 @@ class KeptFile {
 /// rad/s] the motion along that axis, as sent and as the flange has moved since the cycle before;
 /// phase of an approach; code. The replay example reads these files.
 std::string writeCsv(const std::string& folder, const std::string& name, const Log& log);
+
+/// Reads such a file. Throws std::runtime_error, naming file, line and column of what is wrong.
+Log readLog(const std::string& path);
 
 /// The records of a program: CSV and pictures.
 class Records {
@@ -96,7 +77,7 @@ class Records {
   void keepCsv();
 
   std::string folder_, name_;
-  KeptFile csv_;
+  zel::cli::KeptFile csv_;
   bool open_ = true;
 };
 

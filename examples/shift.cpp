@@ -1,21 +1,21 @@
 // Shift: the whole story over UDP. Connect to the sensor, identify the load, zero, approach, follow
 // a line and an arc under a steady force, push a part home, close.
 //
-// The sensor and the robot are a process of their own, zel_sensor_sim. With a real cell, the
+// The sensor and the robot are a process of their own, the simulator. With a real cell, the
 // sensor's address takes the place of 127.0.0.1 and the robot's interface that of NetworkLink.
+#include "examples/shift.h"
+
 #include <fmt/format.h>
 
-#include <filesystem>
+#include <memory>
 
 #include "examples/common.h"
 #include "examples/identification.h"
 #include "examples/network.h"
 #include "examples/report.h"
-#include "tools/command_line.h"
 
+namespace example {
 namespace {
-
-using namespace example;
 
 /// The steps of a shift, one after the other as long as each ends as it should.
 struct Shift {
@@ -66,58 +66,54 @@ struct Shift {
   }
 };
 
+zel::cli::Exit workShift(const Options& options, const std::vector<std::string>& simulatorCommand) {
+  Records records(options.out, "shift");
+  const zel::sim::CellConfig cell = demoCell(options);
+  SimulatorProcess simulator(simulatorCommand, cell);
+  const Library library(simulator.sensorPort());
+  const ZelSensor::DeviceModelInfo& id = networkSensor().dev_info;
+  Wrench range;
+  require(zel_ftc_getFTSensorRange(range.data()));
+  fmt::print("sensor   model {}, serial number {}, calibrated {:02}-{:02}-{:02}, range {} N, N m\n",
+             id.model, id.id, id.year, id.month, id.date, fmt::join(range, " "));
+  NetworkLink robot(simulator, cell.start, options);
+
+  fmt::print("\n-- identify the load\n");
+  Setup setup = setupOf(cell, options);
+  setup.load = identify(robot, cell.start, cell.flange_sensor);
+  printLoads(setup.load, cell.load);
+
+  for (int n = 0; n < 100; ++n) robot.follow(cell.start);
+  configure(setup);
+  zero(robot);
+  Shift shift{options, robot, records.log};
+  const bool good = shift.step("approach", [&] { return shift.contact(); }) &&
+                    shift.step("line", [&] { return shift.line(); }) &&
+                    shift.step("arc", [&] { return shift.arc(); }) &&
+                    shift.step("push home", [&] { return shift.seat(); });
+
+  require(zel_ftc_uninitialFTSensor());
+  printFrames(robot.frames(), simulator.stop());
+  records.finish("Approach, line, arc and push home, sensor over UDP", shift.mode);
+  if (!good) {
+    fmt::print("shift: failed, {}\n", shift.failure);
+    return zel::cli::notAsWanted;
+  }
+  fmt::print("shift: end{}\n", shift.codes);
+  return zel::cli::done;
+}
+
 }  // namespace
 
-int main(int argc, char** argv) {
-  Options options;
-  std::string simulatorProgram;
-  CLI::App app{"A simulated robot works a shift, with the sensor on the network."};
-  addRobotOptions(app, options);
-  addContactOptions(app, options);
-  addPathOptions(app, options);
-  app.add_option("--simulator", simulatorProgram,
-                 "The simulator's program; default: zel_sensor_sim of the same build")
-      ->capture_default_str();
-
-  return zel::cli::run(app, argc, argv, [&] {
-    Records records(options.out, "shift");
-    if (simulatorProgram.empty()) {
-      const auto program = std::filesystem::read_symlink("/proc/self/exe");
-      simulatorProgram = (program.parent_path() / "../tools/zel_sensor_sim").lexically_normal();
-    }
-    const zel::sim::CellConfig cell = demoCell(options);
-    SimulatorProcess simulator(simulatorProgram, cell);
-    const Library library(simulator.sensorPort());
-    const ZelSensor::DeviceModelInfo& id = networkSensor().dev_info;
-    Wrench range;
-    require(zel_ftc_getFTSensorRange(range.data()));
-    fmt::print(
-        "sensor   model {}, serial number {}, calibrated {:02}-{:02}-{:02}, range {} N, N m\n",
-        id.model, id.id, id.year, id.month, id.date, fmt::join(range, " "));
-    NetworkLink robot(simulator, cell.start, options);
-
-    fmt::print("\n-- identify the load\n");
-    Setup setup = setupOf(cell, options);
-    setup.load = identify(robot, cell.start, cell.flange_sensor);
-    printLoads(setup.load, cell.load);
-
-    for (int n = 0; n < 100; ++n) robot.follow(cell.start);
-    configure(setup);
-    zero(robot);
-    Shift shift{options, robot, records.log};
-    const bool good = shift.step("approach", [&] { return shift.contact(); }) &&
-                      shift.step("line", [&] { return shift.line(); }) &&
-                      shift.step("arc", [&] { return shift.arc(); }) &&
-                      shift.step("push home", [&] { return shift.seat(); });
-
-    require(zel_ftc_uninitialFTSensor());
-    printFrames(robot.frames(), simulator.stop());
-    records.finish("Approach, line, arc and push home, sensor over UDP", shift.mode);
-    if (!good) {
-      fmt::print("shift: failed, {}\n", shift.failure);
-      return zel::cli::notAsWanted;
-    }
-    fmt::print("shift: end{}\n", shift.codes);
-    return zel::cli::done;
-  });
+zel::cli::Body addShift(CLI::App& app, const std::vector<std::string>& simulator) {
+  app.description("A simulated robot works a shift, with the sensor on the network (127.0.0.1).");
+  const auto options = std::make_shared<Options>();
+  addRobotOptions(app, *options);
+  addContactOptions(app, *options);
+  addPathOptions(app, *options);
+  const auto program = std::make_shared<std::string>();
+  app.add_option("--simulator", *program, "The simulator's program, instead of that of this build");
+  return [=] { return workShift(*options, program->empty() ? simulator : std::vector{*program}); };
 }
+
+}  // namespace example

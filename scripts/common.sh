@@ -4,7 +4,7 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
-demo_packages=(g++ cmake ninja-build libboost-dev libeigen3-dev libfmt-dev libcli11-dev libfccp-dev gnuplot-nox)
+demo_packages=(g++ cmake ninja-build libboost-dev libeigen3-dev libfmt-dev libcli11-dev libfccp-dev nlohmann-json3-dev gnuplot-nox)
 test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev binutils
   help2man pkg-config python3)
 package_packages=("${demo_packages[@]}" dpkg-dev file help2man lintian python3)

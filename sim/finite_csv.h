@@ -18,6 +18,17 @@
 
 namespace zel::sim {
 
+/// The most rows of a file; what is more is a mistake, and would fill the memory.
+constexpr std::size_t mostRows = 4'000'000;
+
+/// The number in a cell, all of it. The CSV reader's own conversion takes an empty cell for 0 and
+/// rounds; this one does neither.
+inline bool readNumber(const char* cell, double& value) {
+  const char* const last = cell + std::strlen(cell);
+  const auto [end, error] = std::from_chars(*cell == '+' ? cell + 1 : cell, last, value);
+  return error == std::errc() && end == last;
+}
+
 enum class OtherColumns { refused, ignored };
 
 /// The columns named in the header line, in the order of `columns`; one array per row, empty lines
@@ -38,13 +49,12 @@ std::vector<std::array<double, N>> readFiniteCsv(const std::string& path,
   std::vector<std::array<double, N>> rows;
   std::array<const char*, N> cells = {};
   while (std::apply([&](auto&... cell) { return csv.read_row(cell...); }, cells)) {
+    if (rows.size() == mostRows) {
+      throw std::runtime_error(fmt::format("{}: more than {} rows", path, mostRows));
+    }
     auto& row = rows.emplace_back();
     for (std::size_t i = 0; i < N; ++i) {
-      // The reader's own conversion takes an empty cell for 0 and rounds; this one does neither.
-      const char* const last = cells[i] + std::strlen(cells[i]);
-      const char* const first = *cells[i] == '+' ? cells[i] + 1 : cells[i];
-      const auto [end, error] = std::from_chars(first, last, row[i]);
-      if (error != std::errc() || end != last || !std::isfinite(row[i])) {
+      if (!readNumber(cells[i], row[i]) || !std::isfinite(row[i])) {
         throw std::runtime_error(
             fmt::format("{}, line {}, column \"{}\": \"{}\" is not a finite number", path,
                         csv.get_file_line(), columns[i], cells[i]));

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -30,7 +32,32 @@ CLI::Validator number(const std::string& what, std::function<bool(double)> passe
       "");
 }
 
+/// Help of 80 columns: CLI11 itself writes a description as one line.
+class Columns80 : public CLI::Formatter {
+ public:
+  std::string make_option_desc(const CLI::Option* option) const override {
+    return wrapped(CLI::Formatter::make_option_desc(option), 0, 80 - get_column_width());
+  }
+};
+
 }  // namespace
+
+std::string wrapped(const std::string& text, std::size_t indent, std::size_t width) {
+  std::string result;
+  std::size_t column = indent;
+  std::istringstream words(text);
+  for (std::string word; words >> word; column += word.size()) {
+    if (column > indent && column + 1 + word.size() > width) {
+      result += '\n' + std::string(indent, ' ');
+      column = indent;
+    } else if (column > indent) {
+      result += ' ';
+      ++column;
+    }
+    result += word;
+  }
+  return result;
+}
 
 CLI::Validator finite() {
   return number("a finite number", [](double) { return true; });
@@ -50,15 +77,34 @@ CLI::Validator within(double least, double greatest) {
       .description(fmt::format("{}..{}", least, greatest));
 }
 
+bool interruptionAsked() {
+  return interrupted;
+}
+
 void stopIfInterrupted() {
   if (interrupted) throw Interrupted();
 }
 
-int run(CLI::App& app, int argc, char** argv, const std::function<Exit()>& body) {
+void addExample(CLI::App& app, const std::string& arguments) {
+  app.footer(fmt::format("{}Example: {} {}\n", app.get_footer(), app.get_name(), arguments));
+}
+
+int run(const std::string& name, Body (*add)(CLI::App& app), int argc, char** argv) {
+  CLI::App app("", name);
+  const Body body = add(app);
+  return run(app, argc, argv, body);
+}
+
+int run(CLI::App& app, int argc, char** argv, const Body& body) {
   if (app.get_name().empty()) app.name(std::filesystem::path(argv[0]).filename().string());
+  app.formatter(std::make_shared<Columns80>());
+  app.description(wrapped(app.get_description(), 0));
   app.footer(
-      "Exit codes: 0 all went as it should; 1 a run did not end as wanted, or was interrupted;\n"
-      "2 wrong usage, or files, ports or sensor are not to be had.");
+      app.get_footer() +
+      wrapped("Exit codes: 0 all went as it should; 1 the answer is no, a run did not end as "
+              "wanted or was interrupted; 2 wrong usage, or files, ports or sensor are not "
+              "to be had.",
+              0));
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // progress is seen in a pipe as well
   struct sigaction once = {};
   once.sa_handler = [](int) { interrupted = true; };

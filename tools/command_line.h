@@ -1,11 +1,12 @@
-// What every program here does alike: options whose numbers are checked, exit codes, an orderly end
-// on SIGINT and SIGTERM.
+// What every program here does alike: options whose numbers are checked, help of 80 columns, exit
+// codes, an orderly end on SIGINT and SIGTERM.
 #ifndef ZEL_FTC_TOOLS_COMMAND_LINE_H
 #define ZEL_FTC_TOOLS_COMMAND_LINE_H
 
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <stdexcept>
+#include <string>
 
 namespace zel::cli {
 
@@ -32,11 +33,27 @@ struct Interrupted : std::runtime_error {
 /// it, so that destructors stop sensors, end processes and keep files. A second signal ends the
 /// program at once.
 void stopIfInterrupted();
+/// The same as a question, for a program that an interruption ends in order.
+bool interruptionAsked();
+
+/// What a program does once its command line has been read.
+using Body = std::function<Exit()>;
 
 /// Parses the command line and runs the body, whose result is the exit code. An error becomes one
 /// line on standard error and notPossible, an interruption notAsWanted. Adds the exit codes to the
 /// help.
-int run(CLI::App& app, int argc, char** argv, const std::function<Exit()>& body);
+int run(CLI::App& app, int argc, char** argv, const Body& body);
+
+/// The same for a program that stands in a function, so that it can have several names: `add` gives
+/// options and description to the app, and returns the body. The app lives as long as the body.
+int run(const std::string& name, Body (*add)(CLI::App& app), int argc, char** argv);
+
+/// Shows how the program is called: its name and these arguments, below the options in the help.
+void addExample(CLI::App& app, const std::string& arguments);
+
+/// The text in lines of at most `width` columns, where words allow it; every line but the first
+/// begins with `indent` spaces, the first is taken to begin there.
+std::string wrapped(const std::string& text, std::size_t indent, std::size_t width = 80);
 
 }  // namespace zel::cli
 

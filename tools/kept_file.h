@@ -1,0 +1,34 @@
+// Files that are there as a whole or not at all.
+#ifndef ZEL_FTC_TOOLS_KEPT_FILE_H
+#define ZEL_FTC_TOOLS_KEPT_FILE_H
+
+#include <fstream>
+#include <string>
+
+namespace zel::cli {
+
+/// A file that is complete when it has its name: it is written as <path>.part, which goes away
+/// unless keep() is called.
+class KeptFile {
+ public:
+  /// Makes the folder. Throws std::runtime_error when folder or file cannot be written.
+  explicit KeptFile(const std::string& path);
+  ~KeptFile();
+  KeptFile(const KeptFile&) = delete;
+  KeptFile& operator=(const KeptFile&) = delete;
+
+  std::ostream& stream() { return file_; }
+  const std::string& path() const { return path_; }
+  /// Throws std::runtime_error when not all could be written.
+  void keep();
+
+ private:
+  std::string part() const { return path_ + ".part"; }
+
+  std::string path_;
+  std::ofstream file_;
+};
+
+}  // namespace zel::cli
+
+#endif

@@ -1,0 +1,181 @@
+// check: a settings file against the check of the configuration, before anything moves.
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "examples/common.h"
+#include "tools/zelftc/json.h"
+#include "tools/zelftc/subcommands.h"
+#include "zel_ftc_check.h"
+
+namespace zel::cli {
+namespace {
+
+struct Options {
+  std::string file;
+  bool strict = false;
+  bool all = false;
+  bool json = false;
+};
+
+/// Standard output belongs to the report: what the library prints goes to standard error meanwhile.
+class OutputAside {
+ public:
+  OutputAside() {
+    std::fflush(stdout);
+    output_ = dup(STDOUT_FILENO);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+  }
+  ~OutputAside() {
+    std::fflush(stdout);
+    dup2(output_, STDOUT_FILENO);
+    close(output_);
+  }
+  OutputAside(const OutputAside&) = delete;
+  OutputAside& operator=(const OutputAside&) = delete;
+
+ private:
+  int output_;
+};
+
+/// Makes the calls whose values the file says, and no other: what it leaves out is for the check to
+/// tell. Returns what the library refused.
+std::vector<std::string> applied(const example::SettingsFile& file, const example::Settings& all) {
+  using namespace example;
+  std::vector<std::string> refused;
+  const auto make = [&](const std::vector<std::string>& names, auto configure, const auto& values) {
+    if (!file.says(names)) return;
+    try {
+      configure(values);
+    } catch (const std::runtime_error& error) {
+      refused.emplace_back(error.what());
+    }
+  };
+  const Setup& setup = all.setup;
+  make(
+      {"period"}, [](const Setup& s) { require(zel_ftc_setTimeStep(s.period)); }, setup);
+  make({"sensor-rating", "flange-sensor", "sensor-tool"}, configureSensor, setup);
+  make({"load", "load-centre"}, configureLoad, setup);
+  make({"box-max", "box-min"}, configureBox, setup);
+  make({"permissible"}, configureMonitoring, setup);
+  make({"max-path", "max-angle"}, configureCorrection, setup);
+  make({"dead-band-force", "dead-band-torque"}, configureDeadBand, setup);
+  make({"minimum-path"}, configureMinimumPath, setup);
+  configureGuard(setup);
+
+  // The zero as a controller takes it: at rest, with a fresh reading, at the start of the run.
+  Pose start = {};
+  if (!std::isnan(all.plan.start[0])) std::copy_n(all.plan.start, 6, start.begin());
+  Wrench reading = {};
+  zel_ftc_obtainFTSensorData(reading.data());
+  require(zel_ftc_sensorReset(start.data()));
+
+  const std::vector<std::string> approach = {"frame", "direction", "force", "gains", "speed"};
+  const std::vector<std::string> tracking = {"path-frame", "path-force", "path-gains",
+                                             "path-speed"};
+  const bool onPath = all.plan.run == ZEL_LINE_RUN || all.plan.run == ZEL_ARC_RUN;
+  if (all.plan.run == ZEL_ASSEMBLY_RUN) {
+    make(approach, configureAssembly, all.approach);
+  } else if (!onPath) {
+    make(approach, configureApproach, all.approach);
+  } else {
+    make(tracking, configureTracking, all.tracking);
+  }
+  return refused;
+}
+
+/// Text of any length.
+template <typename Compose>
+std::string composed(Compose compose, const zel_ftc_finding& finding) {
+  std::string text(compose(&finding, nullptr, 0), '\0');
+  compose(&finding, text.data(), text.size() + 1);
+  return text;
+}
+
+constexpr std::array<const char*, 5> severities = {"right", "not checked", "note", "warning",
+                                                   "error"};
+
+Exit check(const Options& options) {
+  const example::SettingsFile file(options.file);
+  const example::Settings settings = file.over({});
+  const example::Library library;
+  std::vector<std::string> refused;
+  {
+    const OutputAside aside;
+    refused = applied(file, settings);
+  }
+  std::array<zel_ftc_finding, ZEL_FINDINGS_ENOUGH> room = {};
+  const int count = zel_ftc_checkConfiguration(&settings.plan, room.data(), ZEL_FINDINGS_ENOUGH);
+  std::vector<zel_ftc_finding> findings(room.begin(), room.begin() + count);
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const auto& a, const auto& b) { return a.severity > b.severity; });
+
+  std::array<int, severities.size()> counts = {};
+  counts[ZEL_FINDING_ERROR] = static_cast<int>(refused.size());
+  Json list = Json::array();
+  for (const zel_ftc_finding& f : findings) ++counts[f.severity];
+  const auto shown = [&](const zel_ftc_finding& f) {
+    return options.all || f.severity >= ZEL_FINDING_NOTE;
+  };
+  findings.erase(
+      std::remove_if(findings.begin(), findings.end(), [&](const auto& f) { return !shown(f); }),
+      findings.end());
+
+  for (const std::string& refusal : refused) {
+    if (!options.json) fmt::print("error    {}\n", wrapped(refusal, 9));
+    list.push_back({{"severity", "error"}, {"name", "REFUSED"}, {"text", refusal}});
+  }
+  for (const zel_ftc_finding& f : findings) {
+    const std::string text = composed(zel_ftc_findingText, f);
+    const std::string remedy = composed(zel_ftc_findingRemedy, f);
+    const std::string section = zel_ftc_findingSection(&f);
+    list.push_back({{"severity", severities[f.severity]},
+                    {"name", zel_ftc_findingName(&f)},
+                    {"text", text},
+                    {"remedy", remedy},
+                    {"section", section}});
+    if (options.json) continue;
+    // The text of what was not checked says so itself.
+    const bool itself = f.severity == ZEL_FINDING_NOT_CHECKED;
+    fmt::print("{:8} {}\n", itself ? "-" : severities[f.severity], wrapped(text, 9));
+    if (!remedy.empty()) fmt::print("         {}\n", wrapped("do: " + remedy, 9));
+    if (!section.empty()) fmt::print("         see docs/behaviour.md, \"{}\"\n", section);
+  }
+  const bool good =
+      counts[ZEL_FINDING_ERROR] == 0 && (!options.strict || counts[ZEL_FINDING_WARNING] == 0);
+  if (options.json) {
+    print(Json{{"good", good}, {"findings", list}});
+  } else {
+    fmt::print("{}: {} errors, {} warnings, {} notes; {} right, {} not checked{}\n",
+               good ? "good" : "not good", counts[ZEL_FINDING_ERROR], counts[ZEL_FINDING_WARNING],
+               counts[ZEL_FINDING_NOTE], counts[ZEL_FINDING_RIGHT], counts[ZEL_FINDING_NOT_CHECKED],
+               options.all ? "" : " (--all shows these)");
+  }
+  return good ? done : notAsWanted;
+}
+
+}  // namespace
+
+Body addCheck(CLI::App& app) {
+  app.description(
+      "Checks a settings file before anything moves: makes the calls that it stands for, without a "
+      "sensor, and reports what is wrong with them, the gravest first, and what to do about it. "
+      "Exit code 1 with an error. examples/settings.toml is such a file, with every name; the "
+      "examples take it with --config.");
+  addExample(app, "examples/settings.toml --all");
+  const auto options = std::make_shared<Options>();
+  app.add_option("FILE", options->file, "the settings")->required();
+  app.add_flag("--strict", options->strict, "exit code 1 with a warning, too");
+  app.add_flag("--all", options->all, "what is right and what could not be checked, too");
+  addJsonFlag(app, options->json);
+  return [options] { return check(*options); };
+}
+
+}  // namespace zel::cli
