@@ -401,7 +401,8 @@ class Session {
       // The tool itself: it hands out a text as well, and no pose when it fails.
       zel_pose out;
       std::copy_n(separate.data(), 6, out);
-      zel_error err = {-7, -7, -7, "?"};
+      zel_error err = {-7, -7, -7, ""};
+      std::fill(std::begin(err.err_msg), std::end(err.err_msg) - 1, '?');
       ZEL_SAME(runTool(run, out, given.data(), err), delivered_);
       same("pose of the tool", out, delivered_ ? delivery_ : separate);
       ZEL_SAME(err.code, code);
