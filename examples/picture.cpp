@@ -177,7 +177,7 @@ do for [kind in 'raw force torque'] {
   set ylabel kind eq 'raw' ? 'reading [N]' : kind eq 'force' ? 'left over [N]' : 'left over [N m]'
   plot for [i = 1 : 3] csv using (column('pose') + 0.15 * (i - 2)):(column(word(columns, i))) \
          with impulses ls i lw 7 title word(axes, i), \
-       limit with lines ls 4 title (kind eq 'raw' ? '' : 'limit'), -limit with lines ls 4 notitle
+       limit with lines ls 4 title (limit == limit ? 'limit' : ''), -limit with lines ls 4 notitle
 }
 unset multiplot
 )";
