@@ -82,7 +82,6 @@ TEST(SensorFaults, NothingWrongIsReadAndTheDriverFindsBack) {
   EXPECT_TRUE(health.bytes <= sent.bytes && health.bytes > sent.bytes * 9 / 10)
       << "long ones are cut";
   EXPECT_EQ(health.foreign_datagrams, 1U);
-  EXPECT_EQ(health.dropped_datagrams, 0U);
   EXPECT_TRUE(eventually([&] { return zel_ftc_linkHealth(&health) && health.rate == 0; }));
   EXPECT_TRUE(sensor.setFTSensorStartSample());
 
