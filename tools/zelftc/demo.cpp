@@ -7,8 +7,7 @@
 namespace zel::cli {
 
 Body addDemo(CLI::App& app) {
-  const Body body =
-      example::addShift(app, {std::filesystem::read_symlink("/proc/self/exe"), "simulate"});
+  Body body = example::addShift(app, {std::filesystem::read_symlink("/proc/self/exe"), "simulate"});
   addExample(app, "--out out --force 15");
   return body;
 }

@@ -1,5 +1,7 @@
 // zelftc: sensor, configuration and recordings from the command line.
 #include <algorithm>
+#include <cstdio>
+#include <exception>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -32,7 +34,7 @@ constexpr struct Subcommand {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   const auto* const chosen =
       std::find_if(std::begin(subcommands), std::end(subcommands),
                    [&](const Subcommand& s) { return argc > 1 && s.name == std::string(argv[1]); });
@@ -51,4 +53,7 @@ int main(int argc, char** argv) {
   return cli::run(app, argc, argv, []() -> cli::Exit {
     throw std::runtime_error("name a subcommand; \"zelftc --help\" lists them");
   });
+} catch (const std::exception& error) {  // before there is an app that could tell
+  std::fprintf(stderr, "%s\n", error.what());
+  return zel::cli::notPossible;
 }
