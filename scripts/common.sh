@@ -1,11 +1,13 @@
 # Shared by the scripts: the project's folder, the Debian packages each job needs.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
 demo_packages=(g++ cmake ninja-build libboost-dev libeigen3-dev libfmt-dev libcli11-dev libfccp-dev gnuplot-nox)
-test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev binutils)
+test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev binutils
+  help2man pkg-config python3)
+package_packages=("${demo_packages[@]}" dpkg-dev file help2man lintian python3)
 ci_packages=("${test_packages[@]}" clang libclang-rt-14-dev clang-format)
 
 # Installs what is missing of the packages named; says nothing when there is nothing to do.

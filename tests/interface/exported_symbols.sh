@@ -1,14 +1,23 @@
 #!/bin/sh
-# The shared library exports every function of the flat header under its plain name, and nothing but
-# what the version map names.
+# The functions and variables that the flat headers declare, those that the shared library exports
+# under a plain name and those that have a manual page are the same; of the classes the library
+# exports nothing but what the version map names.
 #
-#   exported_symbols.sh <libzel_ftc.so.1> <zel_ftc_lib.h> <zel_ftc.map>
+#   exported_symbols.sh LIBRARY MAP PAGES HEADER...
 set -eu
-exported=$(nm --dynamic --defined-only "$1" | cut -d' ' -f3)
-for function in $(grep -oE '^ZEL_FTC_API int zel_\w+' "$2" | grep -oE 'zel_\w+$'); do
-  [ "$function" = zel_ftc_issetok ] || echo "$exported" | grep -qx "$function" ||
-    { echo "not exported: $function"; exit 1; }
-done
+library=$1 map=$2 pages=$3
+shift 3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+same() { diff "$work/$1" "$work/$2" || { echo "$1 (<) and $2 (>) differ"; exit 1; }; }
+
+nm --dynamic --defined-only "$library" | cut -d' ' -f3 | c++filt >"$work/all"
+sed 's/^zel_ftc_issetok(bool)$/zel_ftc_issetok/' "$work/all" | grep -xE '\w+' | sort >"$work/exported"
+sed -nE 's/^(extern )?ZEL_FTC_API ([a-z0-9_]+[* ] ?)+\*?(\w+)[(;[].*/\3/p' "$@" | sort >"$work/declared"
+same declared exported
+for page in "$pages"/*.gz; do basename "$page" .3.gz; done | grep -v '\.h$' | sort >"$work/pages"
+same declared pages
+
 # The map's names as patterns: those in quotes stand for themselves, a star at the end for anything.
-named=$(sed -nE 's/^ +"?([^"]+[^"{ ])"?;$/\1/p' "$3" | sed -E 's/[][().*+?]/[&]/g; s/\[\*\]$/.*/')
-! echo "$exported" | c++filt | grep -vxE "$named"
+named=$(sed -nE 's/^ +"?([^"]+[^"{ ])"?;$/\1/p' "$map" | sed -E 's/[][().*+?]/[&]/g; s/\[\*\]$/.*/')
+! grep -vxE "$named" "$work/all"
