@@ -21,6 +21,13 @@ auto field(std::array<double, N> T::*values) {
   return [values](const T& value) { return Array(value.*values); };
 }
 
+/// Three numbers, each with its deviation.
+auto three(std::array<Estimate, 3> Solution::*values) {
+  return [values](const Solution& solution) {
+    return std::vector<Estimate>((solution.*values).begin(), (solution.*values).end());
+  };
+}
+
 /// Nine numbers, row by row.
 Array matrixOf(const Rotation& rotation) {
   return Array({3, 3}, rotation.front().data());
@@ -83,9 +90,10 @@ void addSolution(py::module_& module) {
       .def_property_readonly("determined", &Estimate::determined, "The poses can tell it.");
   record<Solution>(module, "Solution", "One answer and how well it fits.")
       .def_readonly("weight", &Solution::weight, "N")
-      .def_readonly("centre", &Solution::centre, "Centre of mass in the sensor frame, mm.")
-      .def_readonly("force_offset", &Solution::force_offset, "N")
-      .def_readonly("torque_offset", &Solution::torque_offset, "N m")
+      .def_property_readonly("centre", three(&Solution::centre),
+                             "Centre of mass in the sensor frame, mm.")
+      .def_property_readonly("force_offset", three(&Solution::force_offset), "N")
+      .def_property_readonly("torque_offset", three(&Solution::torque_offset), "N m")
       .def_property_readonly("centre_on_measured_forces",
                              field(&Solution::centre_on_measured_forces),
                              "As ldd_tool does it, mm.")
@@ -170,7 +178,7 @@ PYBIND11_MODULE(analysis, module) {
   addReport(module);
 
   record<StaticPose>(module, "StaticPose", "One standstill of the robot and what the sensor read.")
-      .def(py::init(&poseFrom), arg("wrench"), py::kw_only(), arg("angles") = py::none(),
+      .def(py::init(&poseFrom), arg("wrench"), arg("angles") = py::none(),
            arg("quaternion") = py::none(), arg("rotation") = py::none(),
            arg("position") = py::none(), arg("time") = py::none(), arg("name") = "",
            "wrench: raw, sensor axes, N and N m. One orientation in the robot base, as it was\n"

@@ -2,6 +2,7 @@
 // workers: zel_ftc_diag.h, zel_ftc_check.h, zel_ftc_guard.h, zel_ftc_workers.h.
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <string>
@@ -23,7 +24,9 @@ auto field(double (Record::*values)[N]) {
 /// One that is an array of truth values.
 template <typename Record, std::size_t N>
 auto field(bool (Record::*values)[N]) {
-  return [values](const Record& record) { return std::to_array(record.*values); };
+  return [values](const Record& record) {
+    return std::vector<bool>(record.*values, record.*values + N);
+  };
 }
 
 /// A text that the library composes: a property of the record, and the function as in C.
@@ -33,8 +36,11 @@ void addText(py::module_& module, py::class_<Record>& type, const char* property
   type.def_property_readonly(
       property, [](const Record& record) { return textOf<Record>(compose, &record); }, doc);
   module.def(
-      function, [](const Record* record) { return textOf<Record>(compose, record); },
-      arg(argument).none(true), doc);
+      function,
+      [](const std::optional<Record>& given) {
+        return textOf<Record>(compose, given ? &*given : nullptr);
+      },
+      arg(argument) = py::none(), doc);
 }
 
 /// The record that a function fills; None when there is nothing to tell.
@@ -50,7 +56,7 @@ void addReasons(py::module_& module) {
   auto reason = record<Reason>(module, "zel_ftc_reason", "Why a call was refused.");
   reason.def_readonly("number", &Reason::number, "Of this refusal, counted from 1.")
       .def_readonly("kind", &Reason::kind)
-      .def_readonly("result", &Reason::result, "What the function returned in C: 0 or -1.")
+      .def_readonly("result", &Reason::result, "What the function returned in C, 0 or -1.")
       .def_readonly("function", &Reason::function, "Its name.")
       .def_readonly("argument", &Reason::argument, "Which argument, axis or quantity.")
       .def_readonly("element", &Reason::element, "Which element of an array, -1 where none.")
@@ -60,7 +66,8 @@ void addReasons(py::module_& module) {
       .def_readonly("upper_limit", &Reason::upper_limit)
       .def_readonly("unit", &Reason::unit, "Of value and limits.")
       .def_readonly("code", &Reason::code, "Run result or sensor status.")
-      .def_readonly("bits", &Reason::bits, "11002: ZelMissing; 80002 and above: ZelBreakBit.")
+      .def_readonly("bits", &Reason::bits,
+                    "ZelMissing with 11002, ZelBreakBit with 80002 and above.")
       .def_readonly("system_error", &Reason::system_error, "errno.")
       .def_property_readonly("detail", [](const Reason& r) { return std::string(r.detail); });
   module.def(
@@ -82,7 +89,7 @@ void addCodes(py::module_& module) {
       .def_readonly("remedy", &Info::remedy)
       .def_property_readonly(
           "axes", [](const Info& info) { return std::string(info.axes); },
-          "Break codes: the tripped axes.");
+          "The tripped axes of a break code.");
   module.def(
       "zel_ftc_explainCode",
       [](ZelCodeSpace space, int code) {
@@ -147,11 +154,11 @@ void addCycleView(py::module_& module) {
       .def_readonly("code", &View::code, "The last result; 0 before the first.")
       .def_readonly("cycles", &View::cycles, "Of this run, counted from 1.")
       .def_readonly("frame", &View::frame)
-      .def_readonly("phase", &View::phase, "Of an approach: 0 towards contact, 1 in contact.")
+      .def_readonly("phase", &View::phase, "Of an approach, 0 towards contact, 1 in contact.")
       .def_readonly("in_contact", &View::in_contact)
       .def_property_readonly("wrench", field(&View::wrench), "Compensated, N and N m.")
       .def_property_readonly("force_error", field(&View::force_error), "F + E.")
-      .def_property_readonly("step", field(&View::step), "Of this cycle: mm, rad in pose order.")
+      .def_property_readonly("step", field(&View::step), "Of this cycle, mm and rad in pose order.")
       .def_readonly("settled", &View::settled, "Cycles in a row within every band; 20 end a run.")
       .def_readonly("stalled", &View::stalled, "Cycles in a row without a new sample; 20 fail.")
       .def_readonly("path", &View::path, "From the start pose, mm.")
@@ -164,7 +171,7 @@ void addCycleView(py::module_& module) {
       .def_readonly("minimum_path_covered", &View::minimum_path_covered)
       .def_property_readonly("box_high", field(&View::box_high), "The pose stands at this bound.")
       .def_property_readonly("box_low", field(&View::box_low), "The pose stands at this bound.")
-      .def_readonly("path_step", &View::path_step, "Line and arc: k of path_steps.")
+      .def_readonly("path_step", &View::path_step, "Of a line or an arc, out of path_steps.")
       .def_readonly("path_steps", &View::path_steps)
       .def_readonly("elapsed", &View::elapsed, "Since the start of the run, ms.")
       .def_readonly("time_out", &View::time_out, "ms; 0: none.")
@@ -172,7 +179,7 @@ void addCycleView(py::module_& module) {
       .def_readonly("unguarded_limits", &View::unguarded_limits, "How many limits are off.")
       .def_property_readonly(
           "not_ending", [=](const View& v) { return answers(v.not_ending, v.not_ending_count); },
-          "Why the run does not end: all that hold now.")
+          "Why the run does not end, all that hold now.")
       .def_property_readonly(
           "not_moving", [=](const View& v) { return answers(v.not_moving, v.not_moving_count); },
           "Why the robot does not move along its main axis.");
@@ -227,7 +234,8 @@ void addCheck(py::module_& module) {
              "The heading in docs/behaviour.md that tells more; empty where there is none.");
   module.def(
       "zel_ftc_checkConfiguration",
-      [](const Plan* plan) {
+      [](const std::optional<Plan>& given) {
+        const Plan* const plan = given ? &*given : nullptr;
         std::vector<Finding> findings(ZEL_FINDINGS_ENOUGH);
         const int count =
             zel_ftc_checkConfiguration(plan, findings.data(), static_cast<int>(findings.size()));
@@ -267,9 +275,9 @@ void addGuard(py::module_& module) {
 
   using Verdict = zel_ftc_guard_verdict;
   auto verdict = record<Verdict>(module, "zel_ftc_guard_verdict", "What the guard says.");
-  verdict.def_readonly("action", &Verdict::action, "ZEL_GUARD_OFF: nothing is exceeded.")
+  verdict.def_readonly("action", &Verdict::action, "ZEL_GUARD_OFF when nothing is exceeded.")
       .def_readonly("which", &Verdict::which, "The limit exceeded.")
-      .def_readonly("first", &Verdict::first, "The first verdict of this event: report it once.")
+      .def_readonly("first", &Verdict::first, "The first verdict of this event, to be reported.")
       .def_readonly("event", &Verdict::event, "Counted from 1 since open; 0: none yet.")
       .def_readonly("value", &Verdict::value, "When the event began.")
       .def_readonly("limit", &Verdict::limit, "When the event began.")
@@ -305,7 +313,7 @@ void addWorkers(py::module_& module) {
   record<Workers>(module, "zel_ftc_workers", "The network sensor's two threads.")
       .def_readwrite("receive", &Workers::receive)
       .def_readwrite("unpack", &Workers::unpack)
-      .def_readwrite("unpack_waits", &Workers::unpack_waits, "False: it spins.");
+      .def_readwrite("unpack_waits", &Workers::unpack_waits, "Otherwise it spins.");
   module.def(
       "zel_ftc_getWorkers",
       [] { return filled<Workers>("zel_ftc_getWorkers", zel_ftc_getWorkers).value(); },

@@ -129,10 +129,6 @@ void addSensor(py::module_& m) {
   add<zel_ftc_medianFilterDepthFTSensor, Call::blocking, Plain<int>>(
       m, "zel_ftc_medianFilterDepthFTSensor", "Median filter of the sensor; low 8 bits.", "range");
 
-  // Variables in C, looked up by the package.
-  m.def("_is_external", [] { return zel_is_external; });
-  m.def("_raw_ft", [] { return Array(6, zel_raw_ft); });
-  m.def("_info", [] { return zel_info_; });
   record<zel_ft_info>(m, "zel_ft_info", "Status of the sensor, refreshed by every read.")
       .def_property_readonly("code",
                              [](const zel_ft_info& info) -> ZelInfoCode { return info.code; })
@@ -141,6 +137,11 @@ void addSensor(py::module_& m) {
           "Running sample counter of the reading.")
       .def_property_readonly("code_info",
                              [](const zel_ft_info& info) { return std::string(info.code_info); });
+
+  // Variables in C, looked up by the package.
+  m.def("_is_external", [] { return zel_is_external; });
+  m.def("_raw_ft", [] { return Array(6, zel_raw_ft); });
+  m.def("_info", [] { return zel_info_; });
 }
 
 void addConfiguration(py::module_& m) {

@@ -2,9 +2,10 @@
 
 The flat interface of the library with its names of C, numbers as numpy arrays:
 
-    arrays go in as anything numpy can read (TypeError, ValueError name the argument), results come
-    back as new arrays; a call that is refused raises Error, whose `reason` has the parts; the runs
-    return (pose to command, code), also at a normal end.
+    Arrays go in as anything that numpy can read; a wrong shape or type raises ValueError or
+    TypeError with the name of the argument. Results come back as new arrays. A call that is refused
+    raises Error, whose `reason` has the parts. The runs return (pose to command, code), also at a
+    normal end. Where a function has nothing to tell it returns None.
 
 Poses are x, y, z in mm, then the angles about Z, Y, X in rad; wrenches Fx, Fy, Fz in N, Mx, My, Mz
 in N m; times ms. Everything from one thread. zel_raw_ft, zel_info_ and zel_is_external show the
@@ -13,8 +14,8 @@ present value: use them as zel_ftc.zel_info_.
 zel_ftc.sim is a cell to experiment on, zel_ftc.analysis identifies loads, readRecording reads what
 the programs record, ldd_tool is the load identification of the library.
 
-The control cycle in Python is for experiments, not for robots: a cycle costs some microseconds
-more than in C, but the interpreter may pause at any time for as long as it likes.
+The control cycle in Python is for experiments, not for robots: it takes about five times as long as
+in C, and the interpreter may pause in it at any time (docs/guide.md has figures).
 """
 from __future__ import annotations
 
@@ -22,11 +23,9 @@ import typing
 
 from . import _flat
 from ._flat import *
-from .error import Error
-from .recording import POSE, WRENCH, columns, readRecording
-
-__all__ = [name for name in dir(_flat) if not name.startswith("_")]
-__all__ += ["Error", "POSE", "WRENCH", "columns", "readRecording"]
+from .error import Error as Error
+from .recording import POSE as POSE, WRENCH as WRENCH
+from .recording import columns as columns, readRecording as readRecording
 
 if typing.TYPE_CHECKING:
     import numpy
@@ -34,6 +33,9 @@ if typing.TYPE_CHECKING:
     zel_is_external: bool
     zel_raw_ft: numpy.typing.NDArray[numpy.float64]
     zel_info_: _flat.zel_ft_info
+else:  # for a star and for help()
+    __all__ = [name for name in dir(_flat) if not name.startswith("_")]
+    __all__ += ["Error", "POSE", "WRENCH", "columns", "readRecording"]
 
 
 def __getattr__(name: str) -> typing.Any:
