@@ -27,7 +27,9 @@ def readRecording(path: str | os.PathLike[str]) -> npt.NDArray[typing.Any]:
             raise ValueError(f"{path}, {error}") from None
 
 
-def columns(recording: npt.NDArray[typing.Any], names: typing.Sequence[str]) -> npt.NDArray[np.float64]:
+def columns(
+    recording: npt.NDArray[typing.Any], names: typing.Sequence[str]
+) -> npt.NDArray[np.float64]:
     """The columns named, side by side: columns(recording, WRENCH) has six of them."""
     return np.column_stack([recording[name] for name in names])
 
