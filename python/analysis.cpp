@@ -85,8 +85,8 @@ Report identifyFrom(std::vector<StaticPose> poses, const ArrayLike& mounting,
 
 void addSolution(py::module_& module) {
   record<Estimate>(module, "Estimate", "A number with its standard deviation.")
-      .def_readonly("value", &Estimate::value)
-      .def_readonly("deviation", &Estimate::deviation)
+      .def_readonly("value", &Estimate::value, "Not a number where the poses cannot tell it.")
+      .def_readonly("deviation", &Estimate::deviation, "Standard deviation.")
       .def_property_readonly("determined", &Estimate::determined, "The poses can tell it.");
   record<Solution>(module, "Solution", "One answer and how well it fits.")
       .def_readonly("weight", &Solution::weight, "N")
@@ -111,8 +111,8 @@ void addFindings(py::module_& module) {
       .def_property_readonly(
           "what", [](const Finding& finding) { return nameOf(finding.what); },
           "\"drift\", \"contact\", ...: never renamed.")
-      .def_readonly("text", &Finding::text)
-      .def_readonly("advice", &Finding::advice)
+      .def_readonly("text", &Finding::text, "What, where and how much, one sentence.")
+      .def_readonly("advice", &Finding::advice, "What to do about it.")
       .def_readonly("chance", &Finding::chance, "That a good recording looks like this.")
       .def_property_readonly(
           "leaves", [](const Finding& finding) { return nameOf(finding.leaves); },
@@ -134,8 +134,8 @@ void addFindings(py::module_& module) {
           },
           "About Z, Y, X in rad, of the recorded frame in the base.")
       .def_property_readonly("gravity", field(&NextPose::gravity), "In sensor axes there.")
-      .def_readonly("before", &NextPose::before)
-      .def_readonly("after", &NextPose::after);
+      .def_readonly("before", &NextPose::before, "Accuracy without it.")
+      .def_readonly("after", &NextPose::after, "Accuracy with it.");
 }
 
 void addReport(py::module_& module) {
@@ -153,15 +153,16 @@ void addReport(py::module_& module) {
             return report.load_data ? std::optional(Array(*report.load_data)) : std::nullopt;
           },
           "g, lx, ly, lz for zel_ftc_setLoadData (N, mm). None when they must not be used.")
-      .def_readonly("findings", &Report::findings)
+      .def_readonly("findings", &Report::findings, "What is wrong with the recording.")
       .def_readonly("residuals", &Report::residuals, "Of the answer, one per pose.")
       .def_readonly("worst", &Report::worst, "Indices of up to three poses, the worst first.")
       .def_readonly("condition_force", &Report::condition_force, "Of the equations, 1 is best.")
-      .def_readonly("condition_torque", &Report::condition_torque)
+      .def_readonly("condition_torque", &Report::condition_torque, "The same for the torques.")
       .def_readonly("undetermined", &Report::undetermined, "What these poses cannot tell.")
-      .def_readonly("undetermined_why", &Report::undetermined_why)
+      .def_readonly("undetermined_why", &Report::undetermined_why, "One clause.")
       .def_readonly("next", &Report::next, "The orientation to add next, or None.")
-      .def_readonly("goal_reached", &Report::goal_reached)
+      .def_readonly("goal_reached", &Report::goal_reached,
+                    "The goal, or the limits of a good answer without one.")
       .def_readonly("poses_missing", &Report::poses_missing,
                     "Poses still needed when chosen well; None when thirty are not enough.");
 }

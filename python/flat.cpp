@@ -130,13 +130,15 @@ void addSensor(py::module_& m) {
       m, "zel_ftc_medianFilterDepthFTSensor", "Median filter of the sensor; low 8 bits.", "range");
 
   record<zel_ft_info>(m, "zel_ft_info", "Status of the sensor, refreshed by every read.")
-      .def_property_readonly("code",
-                             [](const zel_ft_info& info) -> ZelInfoCode { return info.code; })
+      .def_property_readonly(
+          "code", [](const zel_ft_info& info) -> ZelInfoCode { return info.code; },
+          "FT_N0RMAL is normal.")
       .def_property_readonly(
           "IPOC", [](const zel_ft_info& info) -> int { return info.IPOC; },
           "Running sample counter of the reading.")
-      .def_property_readonly("code_info",
-                             [](const zel_ft_info& info) { return std::string(info.code_info); });
+      .def_property_readonly(
+          "code_info", [](const zel_ft_info& info) { return std::string(info.code_info); },
+          "Its text.");
 
   // Variables in C, looked up by the package.
   m.def("_is_external", [] { return zel_is_external; });

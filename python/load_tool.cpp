@@ -55,9 +55,12 @@ void addLoadTool(py::module_& module) {
              return poses;
            }),
            arg("pose_base2tcp"), arg("pose_flange2tool"), arg("pose_flange2ft_tool"))
-      .def_property_readonly("pose_base2tcp", pose(&Poses::pose_base2tcp))
-      .def_property_readonly("pose_flange2tool", pose(&Poses::pose_flange2tool))
-      .def_property_readonly("pose_flange2ft_tool", pose(&Poses::pose_flange2ft_tool));
+      .def_property_readonly("pose_base2tcp", pose(&Poses::pose_base2tcp),
+                             "Tool centre point in the base.")
+      .def_property_readonly("pose_flange2tool", pose(&Poses::pose_flange2tool),
+                             "Tool on the flange.")
+      .def_property_readonly("pose_flange2ft_tool", pose(&Poses::pose_flange2ft_tool),
+                             "Sensor on the flange.");
 
   py::class_<ldd_tool>(
       module, "ldd_tool",

@@ -56,12 +56,12 @@ PYBIND11_MODULE(sim, module) {
   auto config = record<CellConfig>(module, "CellConfig", "What a cell is made of.");
   config.def(byName<CellConfig>())
       .def_readwrite("lag", &CellConfig::lag, "Time constant of the robot, s; 0 = none.")
-      .def_readwrite("load", &CellConfig::load)
+      .def_readwrite("load", &CellConfig::load, "What hangs on the sensor.")
       .def_readwrite("force_noise", &CellConfig::force_noise, "Standard deviation, N.")
       .def_readwrite("torque_noise", &CellConfig::torque_noise, "Standard deviation, N m.")
       .def_readwrite("quantise", &CellConfig::quantise, "Round the reading to mN and mN m.")
       .def_readwrite("seed", &CellConfig::seed, "Of the noise.")
-      .def_readwrite("surface", &CellConfig::surface);
+      .def_readwrite("surface", &CellConfig::surface, "What there is to touch.");
   addArray(config, "start", &CellConfig::start, "Flange pose at the start, in the base.");
   addArray(config, "flange_sensor", &CellConfig::flange_sensor, "Sensor frame on the flange.");
   addArray(config, "sensor_tool", &CellConfig::sensor_tool, "Tool frame on the sensor.");
