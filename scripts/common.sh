@@ -5,9 +5,10 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
 demo_packages=(g++ cmake ninja-build libboost-dev libeigen3-dev libfmt-dev libcli11-dev libfccp-dev nlohmann-json3-dev gnuplot-nox)
+python_packages=(pybind11-dev python3-dev python3-numpy)
 test_packages=("${demo_packages[@]}" libgtest-dev libgmock-dev libbenchmark-dev binutils
-  help2man pkg-config python3)
-package_packages=("${demo_packages[@]}" dpkg-dev file help2man lintian python3)
+  help2man pkg-config "${python_packages[@]}" mypy python3-matplotlib python3-pytest)
+package_packages=("${demo_packages[@]}" dpkg-dev file help2man lintian "${python_packages[@]}")
 ci_packages=("${test_packages[@]}" clang libclang-rt-14-dev clang-format)
 
 # Installs what is missing of the packages named; says nothing when there is nothing to do.

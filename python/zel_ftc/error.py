@@ -1,0 +1,18 @@
+"""The exception of the flat interface."""
+from __future__ import annotations
+
+import typing
+
+if typing.TYPE_CHECKING:
+    from ._flat import zel_ftc_reason
+
+
+class Error(RuntimeError):
+    """The library refused a call, or a run failed: the text says why and what to do about it.
+
+    `reason` has the parts: kind, function, argument, value, limit, unit, code, text, remedy, ...
+    """
+
+    def __init__(self, reason: zel_ftc_reason) -> None:
+        super().__init__(f"{reason.text}: {reason.remedy}")
+        self.reason = reason
