@@ -110,7 +110,7 @@ const CodeRow rows[] = {
      "correct the address", ""},
     {ZEL_ROW(ZEL_CODES_SENSOR, COMM_PORT_ERROR),
      "network: local port 52000 is taken; no socket to be had (then \"1: error_code=\" is printed "
-     "as well); no answer to the identity query (after 1.4 s, on a busy machine up to 5 s); no "
+     "as well); no answer to the identity query (after 1.5 s, on a busy machine up to 5 s); no "
      "answer to the alarm axis query",
      "end the other process; free file descriptors; sensor on, address and port right, same "
      "network. Initialising can be tried again at once",

@@ -1,4 +1,4 @@
-// watch: six axes live in the terminal, and every frame in a file.
+// watch: six axes live in the terminal, and a row for every frame that it sees in a file.
 #include <fmt/format.h>
 #include <fmt/ostream.h>
 #include <pthread.h>
