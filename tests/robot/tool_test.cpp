@@ -42,6 +42,28 @@ TEST(Tool, PrintsInFourPlacesOnly) {
   EXPECT_EQ(printed([&] { tool.printRV(RVector(band, 2), "v"); }), "v\n         0.5           0\n");
 }
 
+TEST(Tool, WhatEqualsALimitOfAPathIsWithin) {
+  // Random paths never come out at whole steps, nor jumps at a break range.
+  ZelFTCTool t;
+  for (const ZelMoveType move : {MOVEL, MOVEC}) {
+    t.trackingMotionMoveType = move;
+    for (double* step : {&t.moveLData.stepNow, &t.moveCData.stepNow}) *step = 8;
+    for (double* most : {&t.moveLData.stepMax, &t.moveCData.stepMax}) *most = 7;
+    EXPECT_FALSE(t.isEndPosCorr());
+    for (double* step : {&t.moveLData.stepNow, &t.moveCData.stepNow}) *step = 8.5;
+    EXPECT_TRUE(t.isEndPosCorr());
+  }
+  t.trackingMotionConfig.breakConditionRange[FZ] = 4;
+  for (RVector* v : {&t.rcs_ft_data, &t.ftc_offset_last1, &t.ftc_offset_last2, &t.ftc_offset_last3})
+    v->value[FZ] = 4.5;
+  int code = 0;
+  for (const auto& [before, bit] : {std::pair(4.0, 0), {3.875, int{ZEL_BREAK_FZ}}}) {
+    t.ftc_offset_last4.value[FZ] = before;
+    EXPECT_EQ(t.isMoveTriggerInterrupt(&code), bit != 0);
+    EXPECT_EQ(code, bit);
+  }
+}
+
 TEST(LeadIn, EqualityTakesTheLinearBranch) {
   // Both branches meet at |y| = d0; rounding tells them apart: the other one gives -3 here.
   const double r = 3, t = 0.01, d = r * t, d0 = t * d;
