@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <fstream>
 #include <numbers>
@@ -11,6 +10,7 @@
 #include <string_view>
 
 #include "matrix/rigidtransform.h"
+#include "tool/plaintext.h"
 
 #define CSV_IO_NO_THREAD
 #include <libfccp/csv.h>
@@ -198,11 +198,8 @@ class PoseFile {
   }
 
   double numberIn(std::string_view cell, const Column& column) const {
-    const char* const last = cell.data() + cell.size();
     double value = 0.0;
-    const auto [end, error] =
-        std::from_chars(cell.data() + (cell.starts_with('+') ? 1 : 0), last, value);
-    if (error != std::errc() || end != last || !(std::fabs(value) <= largestNumber)) {
+    if (!readNumber(cell, value) || !(std::fabs(value) <= largestNumber)) {
       fail(column, fmt::format("\"{}\" is not a finite number, or a huge one", cell));
     }
     return value;

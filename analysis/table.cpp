@@ -7,34 +7,17 @@
 #include <string_view>
 
 #include "analysis/identification.h"
+#include "tool/plaintext.h"
 
 namespace zel::analysis {
 
 namespace {
 
-constexpr std::size_t width = 80;
 constexpr std::size_t mostRowsOfPoses = 40;
 
-/// Breaks at spaces; every line but the first, which may start with spaces, is indented by two.
-std::string wrapped(std::string_view text) {
-  constexpr std::size_t indent = 2;
-  std::size_t used = std::min(text.find_first_not_of(' '), text.size());
-  std::string out(used, ' ');
-  text.remove_prefix(used);
-  for (bool first = true; !text.empty(); first = false) {
-    const std::size_t end = std::min(text.find(' '), text.size());
-    if (!first && used + 1 + end > width) {
-      out += fmt::format("\n{:{}}", "", indent);
-      used = indent;
-    } else if (!first) {
-      out += ' ';
-      ++used;
-    }
-    out += text.substr(0, end);
-    used += end;
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return out + "\n";
+/// Every line but the first is indented.
+std::string paragraph(const std::string& text) {
+  return wrapped(text, 2, 0) + "\n";
 }
 
 struct Quantity {
@@ -98,9 +81,9 @@ std::string numbers(const Report& report) {
     return fmt::format("{:.3f} N, {:.4f} N m", s.force_rms, s.torque_rms);
   });
   out +=
-      wrapped(fmt::format("The centre by regression on the measured forces, as ldd_tool does "
-                          "it: {} mm. Noise of the forces pulls it off.",
-                          textOf(report.answer().centre_on_measured_forces, 2)));
+      paragraph(fmt::format("The centre by regression on the measured forces, as ldd_tool does "
+                            "it: {} mm. Noise of the forces pulls it off.",
+                            textOf(report.answer().centre_on_measured_forces, 2)));
   return out;
 }
 
@@ -110,8 +93,8 @@ std::string findings(const Report& report) {
     const std::string sure = finding.chance > 0.0 && finding.chance >= 1e-12
                                  ? fmt::format(" (chance of a false alarm {:.0e})", finding.chance)
                                  : "";
-    out += wrapped(fmt::format("- {}{}.", finding.text, sure));
-    out += wrapped("  What to do: " + finding.advice + ".");
+    out += paragraph(fmt::format("- {}{}.", finding.text, sure));
+    out += "  " + wrapped("What to do: " + finding.advice + ".", 2) + "\n";
   }
   return out.empty() ? out : fmt::format("\nFound:\n{}", out);
 }
@@ -138,13 +121,13 @@ std::string orientations(const Report& report) {
   std::string out = fmt::format("\nCondition of the equations: {:.1f} (forces), {:.1f} (torques)\n",
                                 report.condition_force, report.condition_torque);
   if (!report.undetermined.empty()) {
-    out += wrapped(fmt::format("Cannot be told from these poses: {}: {}",
-                               fmt::join(report.undetermined, ", "), report.undetermined_why));
+    out += paragraph(fmt::format("Cannot be told from these poses: {}: {}",
+                                 fmt::join(report.undetermined, ", "), report.undetermined_why));
   }
   if (!report.next) return out;
   const NextPose& next = *report.next;
   constexpr double degree = std::numbers::pi / 180.0;
-  out += wrapped(fmt::format(
+  out += paragraph(fmt::format(
       "Best next pose: a {:.0f}, b {:.0f}, c {:.0f} deg (gravity along {} of the sensor). Standard "
       "deviations expected: {} now, {} with it.",
       next.angles.a / degree, next.angles.b / degree, next.angles.c / degree,
@@ -164,7 +147,7 @@ std::string orientations(const Report& report) {
 
 std::string table(const Report& report, std::span<const StaticPose> poses) {
   std::string out =
-      wrapped(fmt::format("Verdict: {}. {}.", nameOf(report.verdict), report.reason)) + "\n";
+      paragraph(fmt::format("Verdict: {}. {}.", nameOf(report.verdict), report.reason)) + "\n";
   out += numbers(report) + findings(report) + residuals(report, poses) + orientations(report);
   if (report.load_data) {
     const auto& [g, lx, ly, lz] = *report.load_data;

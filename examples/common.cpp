@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "robot/ZelFTCTool.h"
+#include "tool/plaintext.h"
 #include "tools/command_line.h"
 #include "zel_ftc_diag.h"
 #include "zel_ftc_guard.h"
@@ -38,15 +39,6 @@ std::function<void(Cycle&)> noteOf(const Side& side, const Options& options) {
     if (cycle.code != ZEL_RUN_RUNNING) return;  // the call that ends the run does not move
     for (int i = 0; i < 3; ++i) cycle.planned[i] = 1000.0 * tool().PosMoveExpect_q.value[i];
   };
-}
-
-/// What a function of the library composes from a record.
-template <typename Record>
-std::string textOf(std::size_t (*compose)(const Record*, char*, std::size_t),
-                   const Record* record) {
-  std::string text(compose(record, nullptr, 0), '\0');
-  compose(record, text.data(), text.size() + 1);
-  return text;
 }
 
 std::string codeText(int code) {
@@ -205,8 +197,8 @@ void printFindings(const zel_ftc_plan& plan) {
   const int count = zel_ftc_checkConfiguration(&plan, findings.data(), ZEL_FINDINGS_ENOUGH);
   for (const zel_ftc_finding* finding = &findings[0]; finding != &findings[0] + count; ++finding) {
     if (finding->severity < ZEL_FINDING_WARNING) continue;
-    fmt::print("check: {}: {}\n", textOf(zel_ftc_findingText, finding),
-               textOf(zel_ftc_findingRemedy, finding));
+    fmt::print("check: {}: {}\n", zel::composed(zel_ftc_findingText, finding),
+               zel::composed(zel_ftc_findingRemedy, finding));
   }
 }
 
@@ -255,7 +247,7 @@ Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLim
     if (!isFinite(now.commanded)) return stopped(other, "the corrected pose is not finite");
     zel_ftc_guard_verdict verdict;
     if (zel_ftc_guard(now.commanded.data(), now.pose.data(), &verdict) != 1) {
-      return stopped(other, textOf(zel_ftc_guardText, &verdict));
+      return stopped(other, zel::composed(zel_ftc_guardText, &verdict));
     }
     robot.follow(now.commanded);
   }

@@ -16,6 +16,7 @@
 
 #include "examples/picture.h"
 #include "sim/finite_csv.h"
+#include "tool/plaintext.h"
 
 namespace example {
 namespace {
@@ -180,7 +181,7 @@ Log readLog(const std::string& path) try {
     cycle.run = runs.insert(cells.front()).first->c_str();
     double phase = -1.0, code = 0.0;
     const auto read = [&](std::size_t i, double& value) {
-      if (zel::sim::readNumber(cells[i], value)) return;
+      if (zel::readNumber(cells[i], value)) return;
       throw std::runtime_error(fmt::format("{}, line {}, column \"{}\": \"{}\" is not a number",
                                            path, csv.get_file_line(), columns[i], cells[i]));
     };

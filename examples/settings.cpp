@@ -12,6 +12,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tool/plaintext.h"
 #include "tools/command_line.h"
 #include "zel_ftc_diag.h"
 
@@ -90,10 +91,10 @@ void addOptions(CLI::App& app, Settings& settings) {
 }  // namespace
 
 std::string lastRefusal() {
-  char what[512] = "", remedy[512] = "";
-  zel_ftc_reasonText(nullptr, what, sizeof what);
-  zel_ftc_reasonRemedy(nullptr, remedy, sizeof remedy);
-  return *remedy == '\0' ? what : fmt::format("{}: {}", what, remedy);
+  const zel_ftc_reason* const last = nullptr;
+  const std::string what = zel::composed(zel_ftc_reasonText, last);
+  const std::string remedy = zel::composed(zel_ftc_reasonRemedy, last);
+  return remedy.empty() ? what : fmt::format("{}: {}", what, remedy);
 }
 
 void require(int result) {

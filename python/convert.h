@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <string>
 
+#include "tool/plaintext.h"
 #include "zel_ftc_check.h"
 #include "zel_ftc_diag.h"
 #include "zel_ftc_guard.h"
@@ -56,15 +57,6 @@ std::array<double, N> numbers(const ArrayLike& source, const char* name) {
   std::array<double, N> values;
   for (std::size_t i = 0; i < N; ++i) values[i] = doubles(static_cast<py::ssize_t>(i));
   return values;
-}
-
-/// The text that a function of the library composes from a record.
-template <typename Record>
-std::string textOf(std::size_t (*compose)(const Record*, char*, std::size_t),
-                   const Record* record) {
-  std::string text(compose(record, nullptr, 0), '\0');
-  compose(record, text.data(), text.size() + 1);
-  return text;
 }
 
 /// name=value of every property, for a look at a record.

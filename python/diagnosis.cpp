@@ -34,11 +34,11 @@ template <auto compose, typename Record>
 void addText(py::module_& module, py::class_<Record>& type, const char* property,
              const char* function, const char* argument, const char* doc) {
   type.def_property_readonly(
-      property, [](const Record& record) { return textOf<Record>(compose, &record); }, doc);
+      property, [](const Record& record) { return zel::composed<Record>(compose, &record); }, doc);
   module.def(
       function,
       [](const std::optional<Record>& given) {
-        return textOf<Record>(compose, given ? &*given : nullptr);
+        return zel::composed<Record>(compose, given ? &*given : nullptr);
       },
       arg(argument) = py::none(), doc);
 }

@@ -5,9 +5,7 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <cmath>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -16,18 +14,12 @@
 #define CSV_IO_NO_THREAD
 #include <libfccp/csv.h>
 
+#include "tool/plaintext.h"
+
 namespace zel::sim {
 
 /// The most rows of a file; what is more is a mistake, and would fill the memory.
 constexpr std::size_t mostRows = 4'000'000;
-
-/// The number in a cell, all of it. The CSV reader's own conversion takes an empty cell for 0 and
-/// rounds; this one does neither.
-inline bool readNumber(const char* cell, double& value) {
-  const char* const last = cell + std::strlen(cell);
-  const auto [end, error] = std::from_chars(*cell == '+' ? cell + 1 : cell, last, value);
-  return error == std::errc() && end == last;
-}
 
 enum class OtherColumns { refused, ignored };
 
@@ -54,6 +46,8 @@ std::vector<std::array<double, N>> readFiniteCsv(const std::string& path,
     }
     auto& row = rows.emplace_back();
     for (std::size_t i = 0; i < N; ++i) {
+      // The CSV reader's own conversion takes an empty cell for 0 and rounds; this one does
+      // neither.
       if (!readNumber(cells[i], row[i]) || !std::isfinite(row[i])) {
         throw std::runtime_error(
             fmt::format("{}, line {}, column \"{}\": \"{}\" is not a finite number", path,

@@ -10,9 +10,10 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <utility>
+
+#include "tool/plaintext.h"
 
 namespace zel::cli {
 namespace {
@@ -36,28 +37,11 @@ CLI::Validator number(const std::string& what, std::function<bool(double)> passe
 class Columns80 : public CLI::Formatter {
  public:
   std::string make_option_desc(const CLI::Option* option) const override {
-    return wrapped(CLI::Formatter::make_option_desc(option), 0, 80 - get_column_width());
+    return wrapped(CLI::Formatter::make_option_desc(option), 0, 0, 80 - get_column_width());
   }
 };
 
 }  // namespace
-
-std::string wrapped(const std::string& text, std::size_t indent, std::size_t width) {
-  std::string result;
-  std::size_t column = indent;
-  std::istringstream words(text);
-  for (std::string word; words >> word; column += word.size()) {
-    if (column > indent && column + 1 + word.size() > width) {
-      result += '\n' + std::string(indent, ' ');
-      column = indent;
-    } else if (column > indent) {
-      result += ' ';
-      ++column;
-    }
-    result += word;
-  }
-  return result;
-}
 
 CLI::Validator finite() {
   return number("a finite number", [](double) { return true; });

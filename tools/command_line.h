@@ -51,10 +51,6 @@ int run(const std::string& name, Body (*add)(CLI::App& app), int argc, char** ar
 /// Shows how the program is called: its name and these arguments, below the options in the help.
 void addExample(CLI::App& app, const std::string& arguments);
 
-/// The text in lines of at most `width` columns, where words allow it; every line but the first
-/// begins with `indent` spaces, the first is taken to begin there.
-std::string wrapped(const std::string& text, std::size_t indent, std::size_t width = 80);
-
 }  // namespace zel::cli
 
 #endif

@@ -143,14 +143,13 @@ TEST(SensorFaults, StrikeWhatTheyNameAndNothingElse) {
         {Fault::corruption, 3U, "1 2 3:17 4 5 6:17 7 "},
         {Fault::wrong_crc, 3U, "1 2 3:30:31 4 5 6:30:31 7 "},
         {Fault::truncation, 3U, "1 2 ? 4 5 ? 7 "},
-        {Fault::merging, 3U, "1 2 345 "},
+        {Fault::merging, 3U, "1 2 34 5 67 "},
         {Fault::splitting, 3U, "1 2 ? ? 4 5 ? ? 7 "},
         {Fault::garbage, 3U, "1 2 ? 3 4 5 ? 6 7 "},
         {Fault::status, 3U, "1 2 3:4:30:31 4 5 6:4:30:31 7 "}}) {
     SensorFaults faults;
     faults[fault].every = every;
     faults.corrupt_at = 17;
-    faults.merged_packets = 3;
     faults.seed = 2;  // its garbage is shorter than a frame
     EXPECT_EQ(sent(faults, 7), expected);
   }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "examples/common.h"
+#include "tool/plaintext.h"
 #include "tools/zelftc/json.h"
 #include "tools/zelftc/subcommands.h"
 #include "zel_ftc_check.h"
@@ -91,14 +92,6 @@ std::vector<std::string> applied(const example::SettingsFile& file, const exampl
   return refused;
 }
 
-/// Text of any length.
-template <typename Compose>
-std::string composed(Compose compose, const zel_ftc_finding& finding) {
-  std::string text(compose(&finding, nullptr, 0), '\0');
-  compose(&finding, text.data(), text.size() + 1);
-  return text;
-}
-
 constexpr std::array<const char*, 5> severities = {"right", "not checked", "note", "warning",
                                                    "error"};
 
@@ -133,8 +126,8 @@ Exit check(const Options& options) {
     list.push_back({{"severity", "error"}, {"name", "REFUSED"}, {"text", refusal}});
   }
   for (const zel_ftc_finding& f : findings) {
-    const std::string text = composed(zel_ftc_findingText, f);
-    const std::string remedy = composed(zel_ftc_findingRemedy, f);
+    const std::string text = composed(zel_ftc_findingText, &f);
+    const std::string remedy = composed(zel_ftc_findingRemedy, &f);
     const std::string section = zel_ftc_findingSection(&f);
     list.push_back({{"severity", severities[f.severity]},
                     {"name", zel_ftc_findingName(&f)},

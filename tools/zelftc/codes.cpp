@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/plaintext.h"
 #include "tools/zelftc/json.h"
 #include "tools/zelftc/subcommands.h"
 #include "zel_ftc_diag.h"

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/plaintext.h"
 #include "tools/zelftc/sensor.h"
 #include "tools/zelftc/subcommands.h"
 

@@ -8,6 +8,8 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "tool/plaintext.h"
+
 namespace zel::cli {
 namespace {
 

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "tool/plaintext.h"
 #include "tools/kept_file.h"
 #include "tools/zelftc/sensor.h"
 #include "tools/zelftc/subcommands.h"
