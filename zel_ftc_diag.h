@@ -164,6 +164,29 @@ typedef struct zel_ftc_link_health {
  * which has no link. */
 ZEL_FTC_API int zel_ftc_linkHealth(zel_ftc_link_health* health);
 
+/* ---- Every frame of the network sensor ----------------------------------------------------
+ *
+ * A cycle wants the newest reading, and gets it from zel_ftc_lib.h. Who records or filters at the
+ * sensor's own rate wants all of them: they wait in a queue, a second's worth at 1 kHz. A frame that
+ * finds it full is not kept; the numbers tell. */
+
+enum { ZEL_KEPT_FRAMES = 1024 };
+
+typedef struct zel_ftc_frame {
+  uint64_t number; /* of the good frames since the last zel_ftc_initialFTSensor, from 1 on */
+  double time;     /* when the library had it, s of CLOCK_MONOTONIC */
+  int32_t counter; /* zel_info_.IPOC with this frame */
+  int32_t status;  /* zel_info_.code with this frame */
+  double value[6]; /* N, N m, as the sensor gives them */
+} zel_ftc_frame;
+
+/* Whether frames are kept, from now on and through every zel_ftc_initialFTSensor; not after
+ * zel_ftc_open. What waits is forgotten. 0 for an external sensor. */
+ZEL_FTC_API int zel_ftc_keepFrames(bool on);
+
+/* Takes the oldest frame that waits. 0 when there is none. */
+ZEL_FTC_API int zel_ftc_nextFrame(zel_ftc_frame* frame);
+
 /* ---- A view into the control cycle -------------------------------------------------------- */
 
 typedef enum ZelRunKind ZEL_ENUM_BASE {

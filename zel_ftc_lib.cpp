@@ -187,6 +187,7 @@ int zel_ftc_open(bool isExternal) {
   zel_is_external = isExternal;
   diag::history = {};
   diag::startGuardAfresh();
+  diag::linkMonitor.keepFrames(false);
   return 1;
 }
 

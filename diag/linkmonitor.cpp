@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "diag/library.h"
+#include "ft/ZelForceSensorEtherNetUDP.h"
 
 namespace zel::diag {
 
@@ -20,6 +21,7 @@ void LinkMonitor::reset() {
   newestDatagrams_.reset();
   frames_ = {};
   newestFrames_.reset();
+  kept_.reset();
   stretchBegins_ = true;
   exchanges_ = failedExchanges_ = 0;
 }
@@ -32,7 +34,7 @@ void LinkMonitor::datagram(std::uint64_t bytes, bool fromTheSensor, bool fits) {
   newestDatagrams_.publish(datagrams_);
 }
 
-void LinkMonitor::frame(int status, bool beyondRange) {
+void LinkMonitor::frame(int status, bool beyondRange, const SensorFrame& frame) {
   const Clock::time_point now = Clock::now();
   FrameCounts& f = frames_;
   ++f.good;
@@ -50,6 +52,19 @@ void LinkMonitor::frame(int status, bool beyondRange) {
     f.secondBegan = now;
     f.goodBefore = f.good;
   }
+  if (!keepsFrames_) return;
+  zel_ftc_frame kept = {f.good,
+                        std::chrono::duration<double>(now.time_since_epoch()).count(),
+                        frame.ipoc,
+                        frame.code,
+                        {}};
+  std::copy_n(frame.value, 6, kept.value);
+  kept_.push(kept);
+}
+
+void LinkMonitor::keepFrames(bool on) {
+  keepsFrames_ = on;
+  kept_.consume_all([](const zel_ftc_frame&) {});
 }
 
 void LinkMonitor::exchange(std::uint8_t command, Answer answer, int waited) {
@@ -96,4 +111,16 @@ int zel_ftc_linkHealth(zel_ftc_link_health* health) {
   if (health == nullptr || zel_is_external) return 0;
   *health = zel::diag::linkMonitor.snapshot();
   return 1;
+}
+
+int zel_ftc_keepFrames(bool on) {
+  if (!zel::isOpen()) return -1;
+  if (zel_is_external) return 0;
+  zel::diag::linkMonitor.keepFrames(on);
+  return 1;
+}
+
+int zel_ftc_nextFrame(zel_ftc_frame* frame) {
+  if (!zel::isOpen()) return -1;
+  return frame != nullptr && zel::diag::linkMonitor.nextFrame(*frame) ? 1 : 0;
 }

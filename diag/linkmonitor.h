@@ -4,11 +4,16 @@
 #define ZEL_FTC_DIAG_LINKMONITOR_H
 
 #include <atomic>
+#include <boost/lockfree/spsc_queue.hpp>
 #include <chrono>
 #include <cstdint>
 
 #include "tool/newestframe.h"
 #include "zel_ftc_diag.h"
+
+namespace zel {
+struct SensorFrame;
+}
 
 namespace zel::diag {
 
@@ -40,7 +45,8 @@ class LinkMonitor {
   /// Unpack thread.
   void skipped(int bytes) { frames_.skipped += static_cast<std::uint64_t>(bytes); }
   void wrongChecksum() { ++frames_.wrongChecksums; }
-  void frame(int status, bool beyondRange);
+  /// A good one, with its status byte.
+  void frame(int status, bool beyondRange, const SensorFrame& frame);
   /// Makes what was counted visible.
   void publishFrames() { newestFrames_.publish(frames_); }
 
@@ -54,6 +60,8 @@ class LinkMonitor {
   void forgetFault() { fault_.kind = ZEL_REASON_NONE; }
   const LinkFault& fault() const { return fault_; }
   zel_ftc_link_health snapshot();
+  void keepFrames(bool on);
+  bool nextFrame(zel_ftc_frame& frame) { return kept_.pop(frame); }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -77,6 +85,8 @@ class LinkMonitor {
   NewestFrame<FrameCounts> newestFrames_;
   /// Said by the caller's thread, heard by the unpack thread.
   std::atomic<bool> stretchBegins_{true};
+  std::atomic<bool> keepsFrames_{false};  // likewise
+  boost::lockfree::spsc_queue<zel_ftc_frame, boost::lockfree::capacity<ZEL_KEPT_FRAMES>> kept_;
   std::uint64_t exchanges_ = 0, failedExchanges_ = 0;  // caller's thread
   LinkFault fault_;                                    // likewise
 };

@@ -415,7 +415,7 @@ void SensorEtherNet_UDP::updatData(const std::uint8_t* data, int len) {
   // The reading first: whoever waits for the status or the count finds it there. The status once,
   // and final: nobody sees "normal" for an overloaded frame.
   rawData.publish(frame);
-  linkMonitor.frame(body[protocol::statusOffset], isBeyondRange(frame.value));
+  linkMonitor.frame(body[protocol::statusOffset], isBeyondRange(frame.value), frame);
   if (code != 0) CODE = code;
   IPOC = frame.ipoc;
 }

@@ -140,6 +140,22 @@ void addLinkHealth(py::module_& module) {
   module.def(
       "zel_ftc_linkHealth", [] { return filled<Health>("zel_ftc_linkHealth", zel_ftc_linkHealth); },
       "A snapshot of the sensor's link. None for an external sensor, which has no link.");
+
+  using Frame = zel_ftc_frame;
+  record<Frame>(module, "zel_ftc_frame", "A frame of the network sensor as it came.")
+      .def_readonly("number", &Frame::number,
+                    "Of the good frames since the sensor was initialised.")
+      .def_readonly("time", &Frame::time, "When the library had it, s of CLOCK_MONOTONIC.")
+      .def_readonly("counter", &Frame::counter, "The sensor's counter with this frame.")
+      .def_readonly("status", &Frame::status, "The sensor's status with this frame.")
+      .def_property_readonly("value", field(&Frame::value), "N, N m.");
+  module.def(
+      "zel_ftc_keepFrames",
+      [](bool on) { return done(zel_ftc_keepFrames(on), "zel_ftc_keepFrames"); }, arg("on"),
+      "Whether every frame is kept, up to 1024, from now on. False for an external sensor.");
+  module.def(
+      "zel_ftc_nextFrame", [] { return filled<Frame>("zel_ftc_nextFrame", zel_ftc_nextFrame); },
+      "The oldest frame that waits, or None.");
 }
 
 void addCycleView(py::module_& module) {

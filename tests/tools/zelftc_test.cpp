@@ -51,8 +51,18 @@ class Zelftc : public testing::Test {
     return file(name);
   }
 
-  /// Runs a shell line: Z stands for the command, PORT for the sensor, DIR for a folder.
-  Ran run(std::string line) {
+  /// Runs a shell line: Z stands for the command, PORT for the sensor, DIR for a folder. A busy
+  /// machine may keep the sensor's answer back for longer than is waited for it: asked again.
+  Ran run(const std::string& line) {
+    Ran ran = runOnce(line);
+    for (int more = 9; more > 0 && ran.code == 2 && line.find("PORT") != std::string::npos &&
+                       ran.err.find("no answer to") != std::string::npos;
+         --more) {
+      ran = runOnce(line);
+    }
+    return ran;
+  }
+  Ran runOnce(std::string line) {
     const std::pair<std::string, std::string> meanings[] = {
         {"Z ", ZELFTC " "}, {"PORT", "--port " + std::to_string(sensor_.port())}, {"DIR", folder_}};
     for (const auto& [word, meaning] : meanings) {
@@ -114,7 +124,7 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
   };
   for (const auto& [line, code, says] : cases) {
     const Ran ran = run(line);
-    EXPECT_EQ(ran.code, code) << line << ran.err;
+    EXPECT_EQ(ran.code, code) << line << ran.out << ran.err;
     EXPECT_THAT(ran.out + ran.err, HasSubstr(says)) << line;
     EXPECT_THAT(ran.out + ran.err, Not(HasSubstr("\x1b"))) << line;
   }

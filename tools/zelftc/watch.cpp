@@ -1,6 +1,7 @@
-// watch: six axes live in the terminal, and a row for every frame that it sees in a file.
+// watch: six axes live in the terminal, and a row for every frame in a file.
 #include <fmt/format.h>
 #include <fmt/ostream.h>
+#include <fmt/ranges.h>
 #include <pthread.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -26,7 +27,6 @@ namespace zel::cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 struct Options {
@@ -36,13 +36,6 @@ struct Options {
   bool json = false;
 };
 
-struct Frame {
-  double time;  ///< s since the start, when it was seen
-  std::int32_t counter;
-  std::int32_t status;
-  Six value;
-};
-
 /// What the display shows.
 struct Glance {
   Reading reading;
@@ -50,8 +43,7 @@ struct Glance {
 };
 
 /// The thread that reads the sensor: as the library asks, one for everything, and no file or
-/// terminal ever keeps it waiting. It looks some times per frame, since the library keeps the
-/// newest one only.
+/// terminal ever keeps it waiting longer than the library keeps frames.
 class Poller {
  public:
   Poller(const Sensor& sensor, bool realtime)
@@ -65,7 +57,7 @@ class Poller {
     if (thread_.joinable()) thread_.join();
   }
 
-  bool next(Frame& frame) { return frames_.pop(frame); }
+  bool next(zel_ftc_frame& frame) { return frames_.pop(frame); }
   /// True when there is a newer glance.
   bool look(Glance& glance) {
     bool any = false;
@@ -78,48 +70,49 @@ class Poller {
     prctl(PR_SET_TIMERSLACK, 1UL);
     const sched_param below = {.sched_priority = 10};  // the library's threads go first
     if (realtime_) pthread_setschedparam(pthread_self(), SCHED_FIFO, &below);
-    const auto start = Clock::now();
-    auto glanceDue = start;
-    std::int32_t last = sensor_.read().status.IPOC;
+    auto glanceDue = Clock::now();
     while (!stopped_) {
-      const Reading reading = sensor_.read();
+      takeFrames();
       const auto now = Clock::now();
-      if (reading.status.IPOC != last) {
-        last = reading.status.IPOC;
-        frames_.push({std::chrono::duration<double>(now - start).count(), last, reading.status.code,
-                      reading.value});
-      }
       if (now >= glanceDue) {
-        glances_.push({reading, sensor_.health()});
+        glances_.push({sensor_.read(), sensor_.health()});
         glanceDue = now + milliseconds(100);
       }
-      std::this_thread::sleep_for(microseconds(100));
+      std::this_thread::sleep_for(milliseconds(1));
     }
+    takeFrames();
     glances_.push({sensor_.read(), sensor_.health()});
+  }
+
+  void takeFrames() {
+    for (zel_ftc_frame frame; zel_ftc_nextFrame(&frame) == 1;) frames_.push(frame);
   }
 
   const Sensor& sensor_;
   const bool realtime_;
   std::atomic<bool> stopped_ = false;
-  boost::lockfree::spsc_queue<Frame, boost::lockfree::capacity<1 << 16>> frames_;
+  boost::lockfree::spsc_queue<zel_ftc_frame, boost::lockfree::capacity<1 << 16>> frames_;
   boost::lockfree::spsc_queue<Glance, boost::lockfree::capacity<16>> glances_;
   std::thread thread_;
 };
 
-/// One row per frame. The sensor's counter tells which frames are missing.
+/// One row per frame. Their numbers tell which are missing.
 class FrameFile {
  public:
   explicit FrameFile(const std::string& path) : file_(path) {
     file_.stream() << "t,counter,status,fx,fy,fz,mx,my,mz\n";
   }
 
-  void write(const Frame& f) {
-    constexpr std::int64_t counts = 100001;  // the counter runs 0..100000
-    if (last_) missed_ += (f.counter - *last_ - 1 + counts) % counts;
-    last_ = f.counter;
+  void write(const zel_ftc_frame& f) {
+    if (rows_ == 0) {
+      last_ = f.number - 1;
+      start_ = f.time;
+    }
+    missed_ += f.number - last_ - 1;
+    last_ = f.number;
     ++rows_;
-    fmt::print(file_.stream(), "{:.6f},{},{},{},{},{},{},{},{}\n", f.time, f.counter, f.status,
-               f.value[0], f.value[1], f.value[2], f.value[3], f.value[4], f.value[5]);
+    fmt::print(file_.stream(), "{:.6f},{},{},{}\n", f.time - start_, f.counter, f.status,
+               fmt::join(f.value, ","));
   }
 
   /// Ends at once when the disk is full, not hours later.
@@ -129,13 +122,12 @@ class FrameFile {
   void keep() { file_.keep(); }
   const std::string& path() const { return file_.path(); }
   std::uint64_t rows() const { return rows_; }
-  std::int64_t missed() const { return missed_; }
+  std::uint64_t missed() const { return missed_; }
 
  private:
   KeptFile file_;
-  std::optional<std::int32_t> last_;
-  std::uint64_t rows_ = 0;
-  std::int64_t missed_ = 0;
+  double start_ = 0.0;
+  std::uint64_t last_ = 0, rows_ = 0, missed_ = 0;
 };
 
 /// A bar from the middle: "      |###      ". A value beyond the range ends in '!'.
@@ -225,9 +217,10 @@ Exit watch(const Options& options) {
   if (!options.csv.empty()) file.emplace(options.csv);
   const Sensor sensor(options.sensor);
   Display display(options, sensor);
+  if (file) example::require(zel_ftc_keepFrames(true));
   Poller poller(sensor, options.sensor.realtime);
   const auto takeFrames = [&] {
-    for (Frame frame; poller.next(frame);) {
+    for (zel_ftc_frame frame; poller.next(frame);) {
       if (file) file->write(frame);
     }
     if (file) file->check();
@@ -270,8 +263,8 @@ Body addWatch(CLI::App& app) {
       "Shows the six axes live: bars against the range, rate, age, status. In a pipe one line per "
       "second. Runs until Ctrl-C, which is its normal end without --seconds.");
   app.footer(
-      wrapped("The recording has a row per frame: t [s, when it was seen], counter (of the "
-              "frames; 0 follows 100000), status, fx, fy, fz [N], mx, my, mz [N m]. It is "
+      wrapped("The recording has a row per frame: t [s, when it came, from the first on], counter "
+              "(of the frames; 0 follows 100000), status, fx, fy, fz [N], mx, my, mz [N m]. It is "
               "written as FILE.part and gets its name at the end. Frames that were missed are "
               "counted; the exit code is then 1.",
               0) +
