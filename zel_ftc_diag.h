@@ -106,7 +106,7 @@ ZEL_FTC_API int zel_ftc_lastReason(zel_ftc_reason* reason);
 
 /* Its sentence, for example
  *   zel_ftc_setTimeStep: msTime is 3.99 ms, must be from 4 to 100 ms
- *   zel_ftc_runApproach ended with 11000: Fz is 80.2 N, must be at most 80 N
+ *   zel_ftc_runApproach ended with 11000: the compensated Fz is 80.2 N, must be at most 80 N
  * with as many digits as it takes to tell value and limit apart; a null reason stands for the last
  * one. */
 ZEL_FTC_API size_t zel_ftc_reasonText(const zel_ftc_reason* reason, char* text, size_t capacity);
@@ -147,6 +147,7 @@ typedef struct zel_ftc_link_health {
   uint64_t bytes;               /* in them; of a longer one the first 128 */
   uint64_t foreign_datagrams;   /* of these from another address than the sensor's: accepted too */
   uint64_t dropped_datagrams;   /* of these lost because the queue was full */
+  uint64_t cut_datagrams;       /* of these longer than 128 bytes: their rest is lost */
   uint64_t good_frames;         /* readings published */
   uint64_t wrong_checksums;     /* packets dropped for it */
   uint64_t skipped_bytes;       /* dropped to find the next packet */
@@ -211,12 +212,13 @@ typedef enum ZelWhyKind ZEL_ENUM_BASE {
   ZEL_WHY_STALLED = 9,          /* value: cycles without a new sample, limit: 20 */
   ZEL_WHY_ASSEMBLY_HOLDS = 10,  /* an assembly run corrects no pose */
   ZEL_WHY_NO_GAIN = 11,         /* axis: its gain is 0 */
-  ZEL_WHY_BALANCED = 12,        /* axis: F + E is 0 or within the noise threshold */
+  ZEL_WHY_BALANCED = 12,        /* axis: its step is below 1 um or 10 urad; value: F + E */
   ZEL_WHY_NO_SPEED = 13,        /* search or path speed is 0 */
   ZEL_WHY_BOX = 14,             /* axis: x, y, z; value: the bound of the correction box, mm */
   ZEL_WHY_NOT_A_NUMBER = 15,    /* axis of the commanded pose */
   ZEL_WHY_GUARD_HOLDS = 16,     /* the guard has tripped and holds the pose */
-  ZEL_WHY_KINDS = 17
+  ZEL_WHY_NO_READING = 17,      /* the sensor cannot be read; code: its status */
+  ZEL_WHY_KINDS = 18
 } ZelWhyKind;
 
 typedef struct zel_ftc_why {

@@ -8,16 +8,17 @@
  * poses that come from no run at all.
  *
  *   int result = zel_ftc_runApproach(out, now, &err);
- *   if (zel_ftc_guard(out, now, &verdict) != 1 || verdict.first) tell(&verdict);
- *   command(out);
+ *   zel_ftc_guard(out, now, &verdict);
+ *   if (verdict.first) tell(&verdict);
+ *   if (finite(out)) command(out);
  *
  * This is no safety function in the sense of the standards (ISO 10218, ISO 13849): it runs in the
  * same process, on the same readings, as what it watches. It catches mistakes early; the robot's
  * safety controller has to do without it.
  *
  * Conventions as in zel_ftc_diag.h. One guard per process; zel_ftc_open starts it with every limit
- * off. zel_ftc_guard costs well below a tenth of a run function and makes no system call but the
- * clock.
+ * off. zel_ftc_guard takes 20 to 40 ns with every limit on, where a run function takes 300 to 400,
+ * and makes no system call but the clock.
  *
  * Valid C11 and C++11.
  */
@@ -33,10 +34,12 @@ extern "C" {
 #endif
 
 /* What is limited: name, unit, what is judged. A value equal to its limit is within. Limits about a
- * run are judged while one is in progress, from its first guarded cycle on. */
+ * run are judged while one is in progress, from its first guarded cycle on. The limits of the first
+ * two have no meaning. The force is that of every frame alike, the torque that at the tool. Times
+ * are told by a clock that ticks every 1 to 10 ms: a limit is met up to a tick late, never early. */
 #define ZEL_GUARD_LIMITS(X)                                                                        \
-  X(ZEL_LIMIT_READING, "", "a raw reading that is not finite (the limit itself has no meaning)")   \
-  X(ZEL_LIMIT_POSE, "", "a pose, handed in or to command, that is not finite (no meaning either)") \
+  X(ZEL_LIMIT_READING, "", "a raw reading that is not finite") \
+  X(ZEL_LIMIT_POSE, "", "a pose, handed in or to command, that is not finite") \
   X(ZEL_LIMIT_STEP, "mm", "the step from the pose commanded last")                                 \
   X(ZEL_LIMIT_TURN, "rad", "the turn from the pose commanded last")                                \
   X(ZEL_LIMIT_DISTANCE, "mm", "the distance from the start pose of the run")                       \
@@ -45,8 +48,8 @@ extern "C" {
   X(ZEL_LIMIT_OFF_AXIS, "mm", "the distance of an approach from the axis it searches along")       \
   X(ZEL_LIMIT_SAMPLE_AGE, "ms", "the time since the last new sample")                              \
   X(ZEL_LIMIT_RUN_TIME, "ms", "the time since the start of the run")                               \
-  X(ZEL_LIMIT_FORCE, "N", "the compensated force, whatever the frame of the mode")                 \
-  X(ZEL_LIMIT_TORQUE, "N m", "the compensated torque at the tool, whatever the frame of the mode") \
+  X(ZEL_LIMIT_FORCE, "N", "the compensated force")                 \
+  X(ZEL_LIMIT_TORQUE, "N m", "the compensated torque at the tool") \
   X(ZEL_LIMIT_FORCE_CHANGE, "N", "the change of the compensated force since the last cycle")       \
   X(ZEL_LIMIT_TORQUE_CHANGE, "N m", "the change of the compensated torque since the last cycle")
 

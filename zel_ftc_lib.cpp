@@ -122,7 +122,10 @@ int runCycle(const char* function, ZelRunKind kind, std::initializer_list<Needed
         zel_error error;
         error.sensor_code = err->ft_code = zel_info_.code;
         error.sensor_ipoc = err->ft_ipoc = zel_info_.IPOC;
-        if (!read) return false;
+        if (!read) {
+          diag::history.unread = true;
+          return false;
+        }
 
         zel_pose corrected;
         const bool running = call(corrected, error);
@@ -217,7 +220,10 @@ int zel_ftc_initialFTSensor(unsigned short host, const char* ip) {
         diag::linkMonitor.forgetFault();
         return sensor().initialFTSensor(host, ip);
       },
-      [&] { return diag::sensorRefused(ip); });
+      [&] {
+        return ip == nullptr ? diag::because(ZEL_REASON_NULL_POINTER, "ip")
+                             : diag::sensorRefused(ip);
+      });
 }
 
 int zel_ftc_uninitialFTSensor(void) {
@@ -441,10 +447,12 @@ int zel_ftc_initCalibrationLoadData(void) {
 }
 
 int zel_ftc_gravityCalibration(void) {
-  return diag::noted(diag::history.load,
-                     guarded(
-                         __func__, {}, [] { return tool().gravityCalibration(); },
-                         [] { return diag::calibrationFailed(concreteTool()); }));
+  const int result =
+      diag::noted(diag::history.load, guarded(
+                                          __func__, {}, [] { return tool().gravityCalibration(); },
+                                          [] { return diag::calibrationFailed(concreteTool()); }));
+  const bool hasIdentified = result == 1 && concreteTool().gravityCalibrationData.size > 0;
+  return hasIdentified ? diag::noted(diag::history.identified, result) : result;
 }
 
 // ---- readings ---------------------------------------------------------------------------------
@@ -564,6 +572,7 @@ int zel_ftc_clear(void) {
       __func__, {},
       [] {
         tool().clear();
+        diag::history.running = false;
         return true;
       },
       neverFails);

@@ -38,6 +38,9 @@ namespace zel::diag {
   X(CENTRE_IMPLAUSIBLE, WARNING, "setLoadData checks upper bounds only",                          \
     "the centre of mass lies %v mm from the sensor, more than %l mm is implausible",              \
     "set it in mm, in sensor axes")                                                               \
+  X(LOAD_MIRRORED, ERROR, "The tool's own calibration mirrors the centre of mass",                \
+    "the load comes from zel_ftc_gravityCalibration: its centre of mass has the opposite sign",   \
+    "identify with ldd_tool and hand the result to zel_ftc_setLoadData")                          \
   X(NO_ZERO, ERROR, "The zero reference belongs to load and mounting",                            \
     "zel_ftc_sensorReset has not been called: the offset of the sensor counts as force",          \
     "take the zero at rest, without contact")                                                     \

@@ -152,18 +152,31 @@ void checkMinimumPath(const Facts& facts, Findings& findings) {
     if (largest >= 0.0) findings.fault(Fault::ASSEMBLY_NEVER_ENDS, -1, largest);
     return;
   }
+  const double most = millimetres * facts.tool.correctionMonitoring.path;
+  const bool isLimited = facts.tool.isSetCorrectionMonitoring && most > 0.0;
   if (limit.set_group) {
     for (int i = 0; i < 3; ++i) {
-      if (i == facts.direction() || limit.minpath_group[i] < 0.0) continue;
-      findings.fault(Fault::MINIMUM_PATH_GROUP, i, millimetres * limit.minpath_group[i]);
+      const double group = millimetres * limit.minpath_group[i];
+      if (isLimited && group >= most) {
+        findings.fault(Fault::MINIMUM_PATH_LONG, -1, group, most, "limit of the total correction");
+      } else if (i != facts.direction() && group >= 0.0) {
+        findings.fault(Fault::MINIMUM_PATH_GROUP, i, group);
+      }
     }
     return;
   }
-  const double most = millimetres * facts.tool.correctionMonitoring.path;
-  if (least > 0.0 && facts.tool.isSetCorrectionMonitoring && least >= most && most > 0.0) {
+  if (least <= 0.0) return;
+  if (isLimited && least >= most) {
     findings.fault(Fault::MINIMUM_PATH_LONG, -1, least, most, "limit of the total correction");
-  } else if (least > 0.0 && least > facts.plan.travel) {
-    findings.fault(Fault::MINIMUM_PATH_LONG, -1, least, facts.plan.travel, "way to contact");
+  } else if (facts.direction() <= FZ && least > facts.plan.travel) {
+    // What gives way under the force counts as travel, too.
+    const double force = std::fabs(facts.contact().setExpectFT[facts.direction()]);
+    const double way = facts.plan.travel + force / facts.plan.stiffness;
+    if (!(facts.plan.stiffness > 0.0)) {
+      findings.notChecked("how far the contact gives way is not known");
+    } else if (least > way) {
+      findings.fault(Fault::MINIMUM_PATH_LONG, -1, least, way, "way to contact and into it");
+    }
   }
 }
 

@@ -88,6 +88,7 @@ void checkLoad(const Facts& facts, Findings& findings) {
   if (!facts.tool.isSetLoadData) return findings.notChecked("no load is set");
   const auto& load = facts.tool.loadData;
   const double centre = 1000.0 * length3(&load.lx);
+  if (history.identified.order > history.load.order) findings.fault(Fault::LOAD_MIRRORED);
   if (load.G < 0.0) findings.fault(Fault::NEGATIVE_WEIGHT, -1, load.G);
   if (load.G == 0.0 && centre > 0.0) findings.fault(Fault::WEIGHT_ZERO);
   if (load.G == 0.0 && centre == 0.0) {
@@ -142,8 +143,9 @@ void checkMounting(const Facts& facts, Findings& findings) {
   constexpr double parallel = 1.0;  // degrees
   if (facts.frame() == TOOL) {
     const double angle = degreesPerRadian * angleOf(T_flange_tool.row);
+    constexpr double rounding = 1e-7;  // degrees, of mountings that cancel out
     const bool turnsOn = facts.run == ZEL_APPROACH_RUN;
-    if (turnsOn && angle > 0.0) findings.fault(Fault::KEEPS_TURNING, -1, angle);
+    if (turnsOn && angle > rounding) findings.fault(Fault::KEEPS_TURNING, -1, angle);
     if (!turnsOn && angle > parallel) findings.fault(Fault::FORCE_TURNED, -1, angle);
   } else if (facts.frame() == SENSOR) {
     const double angle = degreesPerRadian * angleOf(T_flange_sensor.row);
@@ -160,7 +162,7 @@ void checkSetForce(const Facts& facts, Findings& findings) {
     }
     return;
   }
-  if (E[d] == 0.0 && facts.contact().translationalMotion != 0.0) {
+  if (E[d] == 0.0) {
     findings.fault(Fault::NO_DIRECTION, d);
   }
   if (facts.run == ZEL_APPROACH_RUN && (d == MX || d == MZ)) {

@@ -112,6 +112,7 @@ void viewPathRun(zel_ftc_cycle_view& view, const ZelFTCTool& tool) {
 
 void answerWhyNotEnding(Answers& answers, const zel_ftc_cycle_view& view, const ZelFTCTool& tool) {
   if (!view.running) answers.add(ZEL_WHY_NOT_RUNNING, -1, 0.0, 0.0, view.code);
+  if (history.unread) answers.add(ZEL_WHY_NO_READING, -1, 0.0, 0.0, zel_info_.code);
   if (view.stalled > 0) answers.add(ZEL_WHY_STALLED, -1, view.stalled, limits::historyLength);
   if (!isContactRun(view.run)) {
     if (std::isfinite(view.path_steps)) {
@@ -148,6 +149,7 @@ void answerWhyNotEnding(Answers& answers, const zel_ftc_cycle_view& view, const 
 void answerWhyNotMoving(Answers& answers, const zel_ftc_cycle_view& view, const ZelFTCTool& tool,
                         const Law& law) {
   if (!view.running) answers.add(ZEL_WHY_NOT_RUNNING, -1, 0.0, 0.0, view.code);
+  if (history.unread) answers.add(ZEL_WHY_NO_READING, -1, 0.0, 0.0, zel_info_.code);
   if (guardHolds()) answers.add(ZEL_WHY_GUARD_HOLDS);
   if (view.run == ZEL_ASSEMBLY_RUN) return answers.add(ZEL_WHY_ASSEMBLY_HOLDS);
 
@@ -157,11 +159,10 @@ void answerWhyNotMoving(Answers& answers, const zel_ftc_cycle_view& view, const 
   if (speed == 0.0 && (searching || !isContactRun(view.run))) answers.add(ZEL_WHY_NO_SPEED);
   if (!searching) {
     const int d = law.direction;
-    const double threshold = d < MX ? tool._f_min : tool._m_min;
     if (law.gains[d] == 0.0) {
       answers.add(ZEL_WHY_NO_GAIN, d);
-    } else if (std::fabs(view.force_error[d]) < threshold) {
-      answers.add(ZEL_WHY_BALANCED, d, view.force_error[d], threshold);
+    } else if (std::fabs(view.step[d]) < (d < MX ? 1e-3 : 1e-5)) {
+      answers.add(ZEL_WHY_BALANCED, d, view.force_error[d]);
     }
   }
   for (int i = 0; i < 3; ++i) {
@@ -223,11 +224,12 @@ constexpr const char* whySentences[] = {
     "no new sample for %v of %l cycles",
     "an assembly run corrects no pose",
     "the gain of %f is 0",
-    "%f: F + E is %v %u, below the noise threshold of %l %u",
+    "%f: F + E is %v %u, the step asked for is below 1 um or 10 urad",
     "the speed is 0",
     "%p stands at the side of the correction box, %v mm from the start",
     "%p is not a number",
     "the guard holds the pose",
+    "the sensor cannot be read, its status is %c",
 };
 static_assert(std::size(whySentences) == ZEL_WHY_KINDS);
 

@@ -10,6 +10,8 @@
 #include "diag/library.h"
 #include "diag/reasons.h"
 #include "diag/text.h"
+#include "ft/ZelForceSensorEtherNetUDP.h"
+#include "ft/ZelForceSensorExternal.h"
 #include "zel_ftc_guard.h"
 
 namespace zel::diag {
@@ -38,11 +40,21 @@ double timeOf(clockid_t clock) {
   return 1e3 * static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_nsec);
 }
 
-/// A tick behind the exact clock, at a fraction of its cost.
+/// Up to a tick behind the exact clock, at a fraction of its cost.
 double coarseTime() {
   return timeOf(CLOCK_MONOTONIC_COARSE);
 }
-constexpr double longestTick = 10.0;  // ms
+const double tick = [] {
+  timespec t;
+  clock_getres(CLOCK_MONOTONIC_COARSE, &t);
+  return 1e-6 * static_cast<double>(t.tv_nsec);
+}();
+
+/// Frames or readings that the sensor has had.
+std::int32_t samplesOf(ZelSensor& sensor) {
+  return zel_is_external ? static_cast<SensorExternal&>(sensor).IPOC
+                         : static_cast<SensorEtherNet_UDP&>(sensor).IPOC.load();
+}
 
 /// Finite as long as the sum is.
 bool allFinite(const double* v) {
@@ -217,18 +229,20 @@ void Guard::judgeForce() {
 
 void Guard::judgeTime() {
   if (!judges(ZEL_LIMIT_SAMPLE_AGE)) return;
-  if (sample_ != zel_info_.IPOC) {
-    sample_ = zel_info_.IPOC;
+  const std::int32_t sample = samplesOf(sensor());
+  if (sample_ != sample) {
+    sample_ = sample;
     sampleCame_ = time_;
   } else {
     judgeTimeSince(ZEL_LIMIT_SAMPLE_AGE, sampleCame_);
   }
 }
 
-/// The exact clock is asked only when the coarse one cannot tell.
+/// `since` may lie a tick before what it stands for: the least time is judged, never too early. The
+/// exact clock is asked only when the coarse one cannot tell.
 void Guard::judgeTimeSince(ZelGuardLimit which, double since) {
-  if (!judges(which) || time_ - since + longestTick <= limits[which].limit) return;
-  judgeValue(which, timeOf(CLOCK_MONOTONIC) - since);
+  if (!judges(which) || time_ - since <= limits[which].limit) return;
+  judgeValue(which, timeOf(CLOCK_MONOTONIC) - tick - since);
 }
 
 /// Whether this is a new event, the one before going on, or none.
@@ -265,6 +279,7 @@ const zel_ftc_guard_verdict& Guard::judge(double* pose, const double* now) {
   conclude();
 
   if (!holds()) {
+    if (!allFinite(pose)) return verdict_;  // not to be held later
     std::copy_n(pose, 6, passed_);
     hasPassed_ = true;
   } else if (hasPassed_ || allFinite(now)) {

@@ -17,7 +17,7 @@ struct Setting {
 
 struct History {
   std::uint64_t settings = 0;
-  Setting period, load, mounting, sensorZero, zero, approach, assembly, tracking;
+  Setting period, load, identified, mounting, sensorZero, zero, approach, assembly, tracking;
 
   ZelRunKind run = ZEL_NO_RUN;  ///< whose function was called last
   bool running = false;
@@ -25,15 +25,17 @@ struct History {
   std::uint64_t cycles = 0;  ///< of this run
   std::uint64_t runs = 0;    ///< begun since open
   std::uint64_t calls = 0;   ///< cycles of all runs
+  bool unread = false;       ///< the last cycle got no reading, and did not come that far
 
-  /// One cycle of a run, after it. Real-time safe.
+  /// One cycle of a run, after it. A stall fails the cycle, not the run. Real-time safe.
   void ran(ZelRunKind kind, bool goesOn, std::int32_t result) {
     if (!running || kind != run) {
       cycles = 0;
       ++runs;
     }
     run = kind;
-    running = goesOn;
+    running = goesOn || result == ZEL_RUN_SENSOR_TIMEOUT;
+    unread = false;
     code = result;
     ++cycles;
     ++calls;

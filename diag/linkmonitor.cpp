@@ -4,6 +4,7 @@
 
 #include "diag/library.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
+#include "ft/sensor_protocol.h"
 
 namespace zel::diag {
 
@@ -26,9 +27,11 @@ void LinkMonitor::reset() {
   exchanges_ = failedExchanges_ = 0;
 }
 
-void LinkMonitor::datagram(std::uint64_t bytes, bool fromTheSensor, bool fits) {
+void LinkMonitor::datagram(std::uint64_t sent, std::uint64_t received, bool fromTheSensor,
+                           bool fits) {
   ++datagrams_.datagrams;
-  datagrams_.bytes += bytes;
+  datagrams_.bytes += received;
+  if (received < sent) ++datagrams_.cut;
   if (!fromTheSensor) ++datagrams_.foreign;
   if (!fits) ++datagrams_.dropped;
   newestDatagrams_.publish(datagrams_);
@@ -39,7 +42,7 @@ void LinkMonitor::frame(int status, bool beyondRange, const SensorFrame& frame) 
   FrameCounts& f = frames_;
   ++f.good;
   if (beyondRange) ++f.beyondRange;
-  if (status != 0) {
+  if (status != protocol::statusNormal) {
     ++f.badStatus;
     f.lastBadStatus = status;
   }
@@ -90,6 +93,7 @@ zel_ftc_link_health LinkMonitor::snapshot() {
   health.bytes = d.bytes;
   health.foreign_datagrams = d.foreign;
   health.dropped_datagrams = d.dropped;
+  health.cut_datagrams = d.cut;
   health.good_frames = f.good;
   health.wrong_checksums = f.wrongChecksums;
   health.skipped_bytes = f.skipped;

@@ -40,7 +40,7 @@ class LinkMonitor {
   void reset();
 
   /// Receive thread, before the datagram is queued.
-  void datagram(std::uint64_t bytes, bool fromTheSensor, bool fits);
+  void datagram(std::uint64_t sent, std::uint64_t received, bool fromTheSensor, bool fits);
 
   /// Unpack thread.
   void skipped(int bytes) { frames_.skipped += static_cast<std::uint64_t>(bytes); }
@@ -67,7 +67,7 @@ class LinkMonitor {
   using Clock = std::chrono::steady_clock;
 
   struct DatagramCounts {
-    std::uint64_t datagrams = 0, bytes = 0, foreign = 0, dropped = 0;
+    std::uint64_t datagrams = 0, bytes = 0, foreign = 0, dropped = 0, cut = 0;
   };
   struct FrameCounts {
     std::uint64_t good = 0, wrongChecksums = 0, skipped = 0, beyondRange = 0, badStatus = 0;

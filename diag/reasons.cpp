@@ -205,6 +205,19 @@ bool isAboutRun(const zel_ftc_reason& reason) {
   return reason.kind == ZEL_REASON_RUN_FAILED || reason.kind == ZEL_REASON_RUN_ENDED;
 }
 
+/// What an end of a run stands for.
+const char* endOf(const ZelFTCTool& tool, ZelRunKind run) {
+  if (run == ZEL_LINE_RUN || run == ZEL_ARC_RUN) return "the path is done";
+  const double* const F = tool.rcs_ft_data.value;
+  if (std::any_of(F, F + 6, [](double value) { return std::isnan(value); })) {
+    return "a force that is not a number counts as settled";
+  }
+  if (run == ZEL_APPROACH_RUN && tool.ApproachMode == 0) {
+    return "every monitored force is within its range, without contact";
+  }
+  return "the force has settled and the minimum path is covered";
+}
+
 }  // namespace
 
 std::uint32_t missingSettings(const ZelFTCTool& tool) {
@@ -263,9 +276,9 @@ zel_ftc_reason sensorRefused(const char* ip) {
   }
   const int status = zel_is_external ? 0 : static_cast<SensorEtherNet_UDP&>(sensor()).CODE.load();
   zel_ftc_worker_fault worker;
-  if (status == COMM_IP_ERROR) {
+  if (status == COMM_IP_ERROR && ip != nullptr) {
     zel_ftc_reason reason = because(ZEL_REASON_BAD_ADDRESS, "ip");
-    write(reason.detail, ip != nullptr ? ip : "");
+    write(reason.detail, ip);
     return reason;
   }
   if (status == COMM_THREAD_OPEN_ERROR && zel_ftc_getWorkerFault(&worker) == 1) {
@@ -323,9 +336,7 @@ zel_ftc_reason runEnded(const ZelFTCTool& tool, ZelRunKind run, std::int32_t cod
             {ZEL_MUST_BE_AT_MOST, static_cast<double>(tool.approachConfig.timeOut)}, "ms");
       break;
     case ZEL_RUN_END:
-      reason.argument = run == ZEL_LINE_RUN || run == ZEL_ARC_RUN
-                            ? "the path is done"
-                            : "the force has settled and the minimum path is covered";
+      reason.argument = endOf(tool, run);
       break;
     default:
       stateBreak(reason, tool);

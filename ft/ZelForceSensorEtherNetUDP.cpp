@@ -136,10 +136,14 @@ bool SensorEtherNet_UDP::startWorkers() {
   unpackWaits = zel::workerSetting.unpack_waits;
   bSensorRun = true;
   workersPlaced = 0;
-  const bool started =
-      zel::startWorker(hThrd, ZEL_WORKER_RECEIVE, boost::bind(&Sensor::work, this, &Sensor::run)) &&
-      zel::startWorker(hThrdUnpack, ZEL_WORKER_UNPACK,
-                       boost::bind(&Sensor::work, this, &Sensor::unpack));
+  const auto receive = [this] {
+    return new std::thread(boost::bind(&Sensor::work, this, &Sensor::run));
+  };
+  const auto unpack = [this] {
+    return new std::thread(boost::bind(&Sensor::work, this, &Sensor::unpack));
+  };
+  const bool started = zel::startWorker(hThrd, ZEL_WORKER_RECEIVE, receive) &&
+                       zel::startWorker(hThrdUnpack, ZEL_WORKER_UNPACK, unpack);
   if (!started) bSensorRun = false;
   workersPlaced = 1;
   workersPlaced.notify_all();
@@ -216,12 +220,13 @@ void SensorEtherNet_UDP::run() {
   while (bSensorRun) {
     sockaddr_in from;
     socklen_t size = sizeof from;
-    const ssize_t received = recvfrom(sock_Client, datagram, sizeof datagram, 0,
-                                      reinterpret_cast<sockaddr*>(&from), &size);
-    if (received > 0) {
-      const auto length = static_cast<std::int32_t>(received);
+    const ssize_t sent = recvfrom(sock_Client, datagram, sizeof datagram, MSG_TRUNC,
+                                  reinterpret_cast<sockaddr*>(&from), &size);
+    if (sent > 0) {
+      const auto length = static_cast<std::int32_t>(std::min<ssize_t>(sent, sizeof datagram));
       const bool fits = R_FIFO.GetReserveCount() >= length;
-      linkMonitor.datagram(static_cast<std::uint64_t>(received), isSame(from, addr_sensor), fits);
+      linkMonitor.datagram(static_cast<std::uint64_t>(sent), static_cast<std::uint64_t>(length),
+                           isSame(from, addr_sensor), fits);
       if (fits) R_FIFO.WriteBuffer(datagram, length);
       callUnpackThread();
     }

@@ -75,10 +75,10 @@ class BlockedSignals {
 };
 
 /// The system's error number, 0 for none.
-int start(std::thread*& thread, const std::function<void()>& body) {
+int start(std::thread*& thread, const std::function<std::thread*()>& create) {
   const BlockedSignals blocked;
   try {
-    thread = new std::thread(body);
+    thread = create();
     return 0;
   } catch (const std::system_error& error) {
     return error.code().value();
@@ -89,10 +89,11 @@ int start(std::thread*& thread, const std::function<void()>& body) {
 
 }  // namespace
 
-bool startWorker(std::thread*& thread, ZelWorker which, const std::function<void()>& body) {
+bool startWorker(std::thread*& thread, ZelWorker which,
+                 const std::function<std::thread*()>& create) {
   const bool receives = which == ZEL_WORKER_RECEIVE;
   const zel_ftc_worker& worker = receives ? workerSetting.receive : workerSetting.unpack;
-  workerFault = {ZEL_WORKER_THREAD, which, worker, start(thread, body)};
+  workerFault = {ZEL_WORKER_THREAD, which, worker, start(thread, create)};
   if (workerFault.error != 0) return false;
 
   const pthread_t handle = thread->native_handle();

@@ -15,10 +15,12 @@ namespace zel {
 extern zel_ftc_workers workerSetting;
 extern zel_ftc_worker_fault workerFault;
 
-/// Starts `body` in a thread of its own and places it as workerSetting says. False, with the facts
-/// in workerFault, when the thread or its place cannot be had; a thread that was started all the
-/// same is left in `thread`, to be ended by the caller. Never throws.
-bool startWorker(std::thread*& thread, ZelWorker which, const std::function<void()>& body);
+/// Starts a thread, which `create` makes, and places it as workerSetting says. False, with the
+/// facts in workerFault, when the thread or its place cannot be had; a thread that was started all
+/// the same is left in `thread`, to be ended by the caller. Never throws, as long as `create` is as
+/// small as a pointer; what it throws is a thread that cannot be had.
+bool startWorker(std::thread*& thread, ZelWorker which,
+                 const std::function<std::thread*()>& create);
 
 }  // namespace zel
 

@@ -122,6 +122,7 @@ void addLinkHealth(py::module_& module) {
                     "From another address than the sensor's.")
       .def_readonly("dropped_datagrams", &Health::dropped_datagrams,
                     "Lost because the queue was full.")
+      .def_readonly("cut_datagrams", &Health::cut_datagrams, "Longer than 128 bytes.")
       .def_readonly("good_frames", &Health::good_frames, "Readings published.")
       .def_readonly("wrong_checksums", &Health::wrong_checksums, "Packets dropped for it.")
       .def_readonly("skipped_bytes", &Health::skipped_bytes, "Dropped to find the next packet.")

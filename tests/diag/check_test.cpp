@@ -105,6 +105,21 @@ const std::vector<Seed>& seeds() {
        [](Arrangement& s) {
          s.centre = {0, 0, -501};
        }},
+      {Fault::LOAD_MIRRORED, A, nothing,
+       [](Arrangement& s) {
+         sim::Cell cell(s.cell());
+         Six reading{};
+         for (const double turn : {0.0, 1.0, 2.0}) {
+           Six pose = {0, 0, 500, turn, turn, turn * turn};
+           cell.command(pose);
+           cell.advance(10);
+           reading = cell.reading();
+           zel_ftc_recordCalibrationLoadData(reading.data(), pose.data());
+         }
+         zel_ftc_gravityCalibration();
+         zel_ftc_obtainFTSensorData(reading.data());
+         zel_ftc_sensorReset(s.start.data());
+       }},
       {Fault::ZERO_TOO_OLD, A, nothing, [](Arrangement&) { zel_ftc_setLoadData(1, 2, 3, 4); }},
       {Fault::ZERO_TOO_OLD, L, nothing, [](Arrangement&) { zel_ftc_zeroFTSensor(); }},
       {Fault::METRES, A, [](Arrangement& s) { s.tip[2] = 0.12; }},
@@ -126,6 +141,7 @@ const std::vector<Seed>& seeds() {
          s.mounting[5] = -0.1;
        }},
       {Fault::NO_DIRECTION, A, [](Arrangement& s) { s.force = 0; }},
+      {Fault::NO_DIRECTION, A, [](Arrangement& s) { s.force = s.speed = 0; }},
       {Fault::NO_SET_FORCE, L,
        [](Arrangement& s) { s.pathForce = {}, s.force = 0, s.pathBreak = {}; }},
       {Fault::CROSSED_TORQUE, A,
@@ -162,8 +178,12 @@ const std::vector<Seed>& seeds() {
       {Fault::BOX_EXCLUDES_MOTION, A, [](Arrangement& s) { s.down[2] = -49; }},
       {Fault::CORRECTION_ZERO, A, [](Arrangement& s) { s.angle = 0; }},
       {Fault::CORRECTION_SHORT, A, [](Arrangement& s) { s.path = 50; }},
-      {Fault::MINIMUM_PATH_LONG, A, [](Arrangement& s) { s.minimumPath = 51; }},
+      {Fault::MINIMUM_PATH_LONG, A, [](Arrangement& s) { s.minimumPath = 61; }},
       {Fault::MINIMUM_PATH_LONG, A, [](Arrangement& s) { s.minimumPath = 200, s.travel = nan; }},
+      {Fault::MINIMUM_PATH_LONG, A,
+       [](Arrangement& s) {
+         s.minimumPathGroup = {{-1, -1, 5000}};
+       }},
       {Fault::MINIMUM_PATH_GROUP, A,
        [](Arrangement& s) {
          s.minimumPathGroup = {{0, -1, 5}};

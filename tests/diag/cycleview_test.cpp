@@ -72,7 +72,13 @@ TEST_F(ViewTest, FollowsAnApproachFromSearchToItsEnd) {
       sentences(view.not_ending, view.not_ending_count),
       HasSubstr("in the band for 8 of 20 cycles\n2 mm from the start, must be more than the "
                 "minimum path of 3 mm"));
+  EXPECT_THAT(notMoving(), Not(Contains(ZEL_WHY_BALANCED))) << "the set point is led in";
+  for (int n = 0; n < 100; ++n) cycle({0, 0, -9.95, 0, 0, 0}, pose);
   EXPECT_THAT(notMoving(), Contains(ZEL_WHY_BALANCED));
+  zel_ftc_uninitialFTSensor();
+  cycle({}, pose);
+  EXPECT_THAT(notMoving(), Contains(ZEL_WHY_NO_READING));
+  zel_ftc_initialFTSensor(0, nullptr);
 
   pose[2] -= 2;
   for (int n = 0; n < 20 && err.ftc_code == ZEL_RUN_RUNNING; ++n) cycle({0, 0, -10, 0, 0, 0}, pose);

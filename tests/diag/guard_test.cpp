@@ -175,6 +175,9 @@ TEST_F(GuardTest, CatchesEveryHarm) {
       {"turn", ZEL_LIMIT_TURN, true, line, none, at(50, [](Cycle& c) { c.out[4] += 0.03; })},
       {"no surface", ZEL_LIMIT_DISTANCE, false,
        [](Arrangement& s) { s.travel = 180, s.stiffness = 0; }},
+      {"no surface, while the sensor stalls again and again", ZEL_LIMIT_DISTANCE, false,
+       [](Arrangement& s) { s.travel = 180, s.stiffness = 0; },
+       [](Cycle& c) { c.fed = c.number % 30 < 8; }},
       {"rotated mounting", ZEL_LIMIT_ROTATION, false, [](Arrangement& s) { s.tip[4] = 0.01; }},
       {"gain across the path", ZEL_LIMIT_PATH, true,
        [](Arrangement& s) { s.run = ZEL_ARC_RUN, s.gains[0] = 8, s.pathForce[0] = 2; }},
@@ -241,7 +244,7 @@ TEST_F(GuardTest, WarnsOncePerEventAndLetsThePosePass) {
   const auto step = [&](double to) {
     pose[2] = to;
     EXPECT_EQ(zel_ftc_guard(pose.data(), now.data(), &v), 1);
-    EXPECT_EQ(pose[2], to);
+    EXPECT_EQ(std::memcmp(&pose[2], &to, sizeof to), 0);
   };
   step(1);
   EXPECT_EQ(v.action, ZEL_GUARD_OFF) << "equal to the limit is within";
@@ -257,15 +260,29 @@ TEST_F(GuardTest, WarnsOncePerEventAndLetsThePosePass) {
   step(7);
   EXPECT_TRUE(v.first);
   EXPECT_EQ(v.event, 2u);
+  zel_ftc_setGuardLimit(ZEL_LIMIT_POSE, 0, ZEL_GUARD_WARN);
+  step(nan);
   zel_ftc_setGuardLimit(ZEL_LIMIT_TURN, 0.1, ZEL_GUARD_HOLD);
   pose = {0, 0, 9, 0.2, 0, 0};
   EXPECT_EQ(zel_ftc_guard(pose.data(), now.data(), &v), 0);
   EXPECT_EQ(v.which, ZEL_LIMIT_TURN) << "a hold is graver than a warning";
-  EXPECT_EQ(pose[2], 7);
+  EXPECT_EQ(pose[2], 7) << "what is not finite is never held";
 
   pose = {0, 0, 7, 6.28318, 0, 0};
   zel_ftc_resetGuard();
   EXPECT_EQ(zel_ftc_guard(pose.data(), pose.data(), &v), 1) << "a whole turn is none";
+}
+
+TEST_F(GuardTest, SeesSamplesThatNoRunHasTaken) {
+  zel_ftc_setGuardLimit(ZEL_LIMIT_SAMPLE_AGE, 15, ZEL_GUARD_WARN);
+  Six pose{};
+  zel_ftc_guard_verdict v{};
+  for (int i = 0; i < 10; ++i) {
+    usleep(5000);
+    zel_ftc_obtainFTSensorData(pose.data());
+    zel_ftc_guard(pose.data(), pose.data(), &v);
+    EXPECT_EQ(v.event, 0u);
+  }
 }
 
 TEST_F(GuardTest, RefusesWhatMakesNoSense) {

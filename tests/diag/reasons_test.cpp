@@ -204,6 +204,17 @@ TEST_F(ReasonTest, EveryRunResultTellsItsAmounts) {
     EXPECT_EQ(reasonText(), r.text);
   }
 
+  for (const auto& [force, end] :
+       {std::pair{0.0, "every monitored force is within its range, without contact"},
+        {nan, "a force that is not a number counts as settled"}}) {
+    Arrangement inAir;
+    inAir.weight = 0, inAir.centre = {}, inAir.band = {}, inAir.minimumPath = -1;
+    inAir.make({});
+    reading = {force};
+    for (int n = 0; n < 20; ++n) approach();
+    EXPECT_EQ(reasonText(), std::string("zel_ftc_runApproach ended with 80001: ") + end);
+  }
+
   const auto line = [&](Six wrench) {
     zel_ftc_obtainFTSensorData(wrench.data());
     return zel_ftc_runTrackingMotionL(q.data(), s.start.data(), s.end.data(), s.start.data(), &err);

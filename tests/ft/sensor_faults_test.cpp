@@ -67,6 +67,19 @@ TEST(SensorFaults, NothingWrongIsReadAndTheDriverFindsBack) {
   }
   for (const std::uint64_t strikes : simulator.statistics().faults) EXPECT_GT(strikes, 0U);
 
+  // Frames that are asked for wait while nobody looks.
+  EXPECT_EQ(zel_ftc_keepFrames(true), 1);
+  EXPECT_TRUE(eventually([&, end = made + 300] { return made >= end; }));
+  zel_ftc_frame frame = {};
+  int taken = 0;
+  for (std::uint64_t last = 0; zel_ftc_nextFrame(&frame) == 1; last = frame.number, ++taken) {
+    EXPECT_TRUE(last == 0 || frame.number == last + 1);
+    EXPECT_EQ(frame.status, FT_N0RMAL);
+    EXPECT_NEAR(frame.value[5], frame.value[0] + 0.005, 1e-4);
+  }
+  EXPECT_GT(taken, 50);
+  EXPECT_EQ(zel_ftc_keepFrames(false) + zel_ftc_nextFrame(&frame), 1);
+
   // Of a stream that has ended every datagram is accounted for, those of a stranger as well.
   const Fd stranger = connectLoopback(52000);
   EXPECT_EQ(send(stranger.get(), "?", 1, 0), 1);
@@ -82,6 +95,7 @@ TEST(SensorFaults, NothingWrongIsReadAndTheDriverFindsBack) {
   EXPECT_TRUE(health.bytes <= sent.bytes && health.bytes > sent.bytes * 9 / 10)
       << "long ones are cut";
   EXPECT_EQ(health.foreign_datagrams, 1U);
+  EXPECT_GT(health.cut_datagrams, 0U);
   EXPECT_TRUE(eventually([&] { return zel_ftc_linkHealth(&health) && health.rate == 0; }));
   EXPECT_TRUE(sensor.setFTSensorStartSample());
 

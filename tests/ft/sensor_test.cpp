@@ -207,8 +207,9 @@ TEST_F(SensorTest, FailedStartsLeaveNothingBehindAndTheNextOneWorks) {
   for (const char* address : {static_cast<const char*>(nullptr), "", "127.0.0", "127.0.0.1.1",
                               "127..0.1", "127.0.0.1 ", "-1.0.0.1"}) {
     EXPECT_FALSE(start(address)) << address;
-    const std::string ip = address != nullptr ? address : "";
-    expectFailed(COMM_IP_ERROR, "ip \"" + ip + "\" is not four dotted numbers");
+    expectFailed(COMM_IP_ERROR, address == nullptr ? "ip is a null pointer"
+                                                   : "ip \"" + std::string(address) +
+                                                         "\" is not four dotted numbers");
   }
   rlimit limit = {};
   getrlimit(RLIMIT_NOFILE, &limit);

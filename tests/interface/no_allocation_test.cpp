@@ -51,6 +51,21 @@ TEST(Open, TakesNothingWhenMemoryRunsOut) {
   failing = -1;
 }
 
+TEST(Start, OfTheNetworkSensorEndsInOrderWhenMemoryRunsOut) {
+  double reading[6];
+  ASSERT_EQ(zel_ftc_open(false), 1);
+  for (failing = 0;; ++failing) {
+    taken = 0;
+    EXPECT_EQ((InLibrary(), zel_ftc_initialFTSensor(9, "127.0.0.1")), 0);
+    if (taken <= failing) break;
+    zel_ftc_obtainFTSensorData(reading);
+    EXPECT_EQ(zel_info_.code, COMM_THREAD_OPEN_ERROR) << "allocation " << failing << " fails";
+  }
+  EXPECT_GT(failing, 3) << "two threads";
+  failing = -1;
+  EXPECT_EQ(zel_ftc_close(), 1);
+}
+
 void forbidSystemCallsButTheClock() {
   sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
