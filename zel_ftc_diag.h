@@ -168,8 +168,8 @@ ZEL_FTC_API int zel_ftc_linkHealth(zel_ftc_link_health* health);
 /* ---- Every frame of the network sensor ----------------------------------------------------
  *
  * A cycle wants the newest reading, and gets it from zel_ftc_lib.h. Who records or filters at the
- * sensor's own rate wants all of them: they wait in a queue, a second's worth at 1 kHz. A frame that
- * finds it full is not kept; the numbers tell. */
+ * sensor's own rate wants all of them: they wait in a queue, a second's worth at 1 kHz. A frame
+ * that finds it full is not kept; the numbers tell. */
 
 enum { ZEL_KEPT_FRAMES = 1024 };
 

@@ -35,22 +35,23 @@ extern "C" {
 
 /* What is limited: name, unit, what is judged. A value equal to its limit is within. Limits about a
  * run are judged while one is in progress, from its first guarded cycle on. The limits of the first
- * two have no meaning. The force is that of every frame alike, the torque that at the tool. Times
- * are told by a clock that ticks every 1 to 10 ms: a limit is met up to a tick late, never early. */
-#define ZEL_GUARD_LIMITS(X)                                                                        \
-  X(ZEL_LIMIT_READING, "", "a raw reading that is not finite") \
-  X(ZEL_LIMIT_POSE, "", "a pose, handed in or to command, that is not finite") \
-  X(ZEL_LIMIT_STEP, "mm", "the step from the pose commanded last")                                 \
-  X(ZEL_LIMIT_TURN, "rad", "the turn from the pose commanded last")                                \
-  X(ZEL_LIMIT_DISTANCE, "mm", "the distance from the start pose of the run")                       \
-  X(ZEL_LIMIT_ROTATION, "rad", "the rotation from the start pose of the run")                      \
-  X(ZEL_LIMIT_PATH, "mm", "the distance from the programmed line or arc")                          \
-  X(ZEL_LIMIT_OFF_AXIS, "mm", "the distance of an approach from the axis it searches along")       \
-  X(ZEL_LIMIT_SAMPLE_AGE, "ms", "the time since the last new sample")                              \
-  X(ZEL_LIMIT_RUN_TIME, "ms", "the time since the start of the run")                               \
-  X(ZEL_LIMIT_FORCE, "N", "the compensated force")                 \
-  X(ZEL_LIMIT_TORQUE, "N m", "the compensated torque at the tool") \
-  X(ZEL_LIMIT_FORCE_CHANGE, "N", "the change of the compensated force since the last cycle")       \
+ * two have no meaning. The force is that of every frame alike, the torque that at the tool. The
+ * time without a new sample counts from the first guarded cycle that had none. The time of a run is
+ * told by a clock that ticks every 1 to 10 ms: its limit is met that much late, never early. */
+#define ZEL_GUARD_LIMITS(X)                                                                  \
+  X(ZEL_LIMIT_READING, "", "a raw reading that is not finite")                               \
+  X(ZEL_LIMIT_POSE, "", "a pose, handed in or to command, that is not finite")               \
+  X(ZEL_LIMIT_STEP, "mm", "the step from the pose commanded last")                           \
+  X(ZEL_LIMIT_TURN, "rad", "the turn from the pose commanded last")                          \
+  X(ZEL_LIMIT_DISTANCE, "mm", "the distance from the start pose of the run")                 \
+  X(ZEL_LIMIT_ROTATION, "rad", "the rotation from the start pose of the run")                \
+  X(ZEL_LIMIT_PATH, "mm", "the distance from the programmed line or arc")                    \
+  X(ZEL_LIMIT_OFF_AXIS, "mm", "the distance of an approach from the axis it searches along") \
+  X(ZEL_LIMIT_SAMPLE_AGE, "ms", "the time without a new sample")                             \
+  X(ZEL_LIMIT_RUN_TIME, "ms", "the time since the start of the run")                         \
+  X(ZEL_LIMIT_FORCE, "N", "the compensated force")                                           \
+  X(ZEL_LIMIT_TORQUE, "N m", "the compensated torque at the tool")                           \
+  X(ZEL_LIMIT_FORCE_CHANGE, "N", "the change of the compensated force since the last cycle") \
   X(ZEL_LIMIT_TORQUE_CHANGE, "N m", "the change of the compensated torque since the last cycle")
 
 typedef enum ZelGuardLimit ZEL_ENUM_BASE {

@@ -39,7 +39,6 @@ namespace {
 namespace protocol = zel::protocol;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint16_t driverPort = 52000;
 constexpr std::size_t framePacket = protocol::shortestPacket + protocol::sixValues;
 constexpr int numbers = 100000;  ///< frames are numbered in channel 0, in thousandths
 
@@ -266,7 +265,7 @@ class Driver {
   /// Frames counted by the driver at a rate, in percent of those sent.
   double arriving(Sender& sender, double rate) {
     sensor.clearIPOC();
-    const int sent = sender.stream(driverPort, rate, 1);
+    const int sent = sender.stream(protocol::localPort, rate, 1);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     return 100.0 * sensor.IPOC / sent;
   }
@@ -301,7 +300,7 @@ int main(int argc, char** argv) {
       Driver driver(sender, way);
       const double received = driver.received(), unpacked = driver.unpacked();
       measure(
-          sender, driverPort, 1000, 1, [&] { return driver.first(); }, way.latencies);
+          sender, protocol::localPort, 1000, 1, [&] { return driver.first(); }, way.latencies);
       way.receiving += driver.received() - received;
       way.unpacking += driver.unpacked() - unpacked;
     }

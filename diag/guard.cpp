@@ -39,16 +39,13 @@ double timeOf(clockid_t clock) {
   clock_gettime(clock, &t);
   return 1e3 * static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_nsec);
 }
-
-/// Up to a tick behind the exact clock, at a fraction of its cost.
+double exactTime() {
+  return timeOf(CLOCK_MONOTONIC);
+}
+/// A tick or more behind the exact clock, at a fraction of its cost.
 double coarseTime() {
   return timeOf(CLOCK_MONOTONIC_COARSE);
 }
-const double tick = [] {
-  timespec t;
-  clock_getres(CLOCK_MONOTONIC_COARSE, &t);
-  return 1e-6 * static_cast<double>(t.tv_nsec);
-}();
 
 /// Frames or readings that the sensor has had.
 std::int32_t samplesOf(ZelSensor& sensor) {
@@ -135,9 +132,9 @@ class Guard {
   void judgeMotion(const double* pose, const double* now);
   void judgeRun(const double* pose, const double* now);
   void judgeForce();
-  void judgeTime();
+  void judgeSample();
+  void judgeRunTime();
   void judgeTurn(ZelGuardLimit which, const double* from, const double* to);
-  void judgeTimeSince(ZelGuardLimit which, double since);
   void note(ZelGuardLimit which, double value);
   void conclude();
 
@@ -152,7 +149,6 @@ class Guard {
     judgeValue(which, std::sqrt(square));
   }
 
-  double time_ = 0.0;                 ///< of this call, coarse, ms; only while a limit needs it
   zel_ftc_guard_verdict found_ = {};  ///< in this call
   zel_ftc_guard_verdict verdict_ = {};
   double eventBegan_ = 0.0;  // ms
@@ -170,7 +166,8 @@ class Guard {
   Vector force_ = {}, torque_ = {};
 
   std::int32_t sample_ = -1;
-  double sampleCame_ = 0.0;  // ms
+  bool isStale_ = false;
+  double staleSince_ = 0.0;  // ms
 };
 
 Guard guard;
@@ -198,7 +195,7 @@ void Guard::judgeRun(const double* pose, const double* now) {
   if (history.runs == 0 || history.calls == calls_) return;  // no cycle of a run since
   if (run_ != history.runs) {
     run_ = history.runs;
-    runBegan_ = time_;
+    runBegan_ = exactTime();
     std::copy_n(now, 6, runStart_);
     course_ = courseOf(concreteTool(), history.run, runStart_);
   }
@@ -206,7 +203,7 @@ void Guard::judgeRun(const double* pose, const double* now) {
   judgeTurn(ZEL_LIMIT_ROTATION, runStart_, pose);
   const ZelGuardLimit path = course_.shape == Course::axis ? ZEL_LIMIT_OFF_AXIS : ZEL_LIMIT_PATH;
   if (course_.shape != Course::none) judgeLength(path, course_.deviationOf(firstThree(pose)));
-  judgeTimeSince(ZEL_LIMIT_RUN_TIME, runBegan_);
+  judgeRunTime();
 }
 
 void Guard::judgeForce() {
@@ -227,22 +224,22 @@ void Guard::judgeForce() {
   hasForce_ = true;
 }
 
-void Guard::judgeTime() {
+/// From the first call that finds no new sample on: as long as they come no clock is asked.
+void Guard::judgeSample() {
   if (!judges(ZEL_LIMIT_SAMPLE_AGE)) return;
   const std::int32_t sample = samplesOf(sensor());
-  if (sample_ != sample) {
-    sample_ = sample;
-    sampleCame_ = time_;
-  } else {
-    judgeTimeSince(ZEL_LIMIT_SAMPLE_AGE, sampleCame_);
-  }
+  const bool isNew = sample != sample_;
+  sample_ = sample;
+  if (!isNew && isStale_) judgeValue(ZEL_LIMIT_SAMPLE_AGE, exactTime() - staleSince_);
+  if (!isNew && !isStale_) staleSince_ = exactTime();
+  isStale_ = !isNew;
 }
 
-/// `since` may lie a tick before what it stands for: the least time is judged, never too early. The
-/// exact clock is asked only when the coarse one cannot tell.
-void Guard::judgeTimeSince(ZelGuardLimit which, double since) {
-  if (!judges(which) || time_ - since <= limits[which].limit) return;
-  judgeValue(which, timeOf(CLOCK_MONOTONIC) - tick - since);
+/// The exact clock is asked once the coarse one, which is late, finds the limit exceeded.
+void Guard::judgeRunTime() {
+  const ZelGuardLimit which = ZEL_LIMIT_RUN_TIME;
+  if (!judges(which) || coarseTime() - runBegan_ <= limits[which].limit) return;
+  judgeValue(which, exactTime() - runBegan_);
 }
 
 /// Whether this is a new event, the one before going on, or none.
@@ -252,20 +249,19 @@ void Guard::conclude() {
     verdict_ = {ZEL_GUARD_OFF, ZEL_LIMIT_READING, false, verdict_.event, 0.0, 0.0, 0.0};
   } else if (verdict_.action == found_.action && verdict_.which == found_.which) {
     verdict_.first = false;
-    verdict_.duration = timeOf(CLOCK_MONOTONIC) - eventBegan_;
+    verdict_.duration = exactTime() - eventBegan_;
   } else {
     const std::uint64_t event = verdict_.event + 1;
     verdict_ = found_;
     verdict_.event = event;
     verdict_.first = true;
-    eventBegan_ = timeOf(CLOCK_MONOTONIC);
+    eventBegan_ = exactTime();
   }
 }
 
 const zel_ftc_guard_verdict& Guard::judge(double* pose, const double* now) {
   if (!holds()) {
     found_.action = ZEL_GUARD_OFF;
-    if (judges(ZEL_LIMIT_SAMPLE_AGE) || judges(ZEL_LIMIT_RUN_TIME)) time_ = coarseTime();
     if (judges(ZEL_LIMIT_READING) && !allFinite(zel_raw_ft)) note(ZEL_LIMIT_READING, std::nan(""));
     if (judges(ZEL_LIMIT_POSE) && !(allFinite(pose) && allFinite(now))) {
       note(ZEL_LIMIT_POSE, std::nan(""));
@@ -273,7 +269,7 @@ const zel_ftc_guard_verdict& Guard::judge(double* pose, const double* now) {
     judgeMotion(pose, now);
     judgeRun(pose, now);
     judgeForce();
-    judgeTime();
+    judgeSample();
     calls_ = history.calls;
   }
   conclude();

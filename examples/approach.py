@@ -28,8 +28,11 @@ zel_ftc_configApproachMode(RCS_TOOL, FT_FZ, 10, [0, 0, 3, 0, 0, 0], 20, 2, 1,
 
 pose, code, force = start, int(ZEL_RUN_RUNNING), []
 while code == ZEL_RUN_RUNNING:  # one turn per control period
-    zel_ftc_obtainFTSensorData(cell.reading())
+    reading = cell.reading()
+    zel_ftc_obtainFTSensorData(reading)
     pose, code = zel_ftc_runApproach(pose)
+    if not np.isfinite([*reading, *pose]).all():
+        raise SystemExit("a reading or pose that is not finite")
     force.append(-zel_ftc_getRCS_FT_Data()[2])
     cell.command(pose)
     cell.advance(0.004)

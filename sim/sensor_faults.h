@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "ft/sensor_protocol.h"
+
 namespace zel::sim {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -45,8 +47,8 @@ struct SensorFaults {
 
   std::optional<std::size_t> corrupt_at{};  ///< offset of the corrupted byte in the packet
   std::size_t merged_packets = 2;           ///< packets per merged datagram, 2 or more
-  std::uint8_t status_byte = 255;           ///< 0 normal, 254 overload, 255 data error
-  double delay = 0.0;                       ///< of every packet, s
+  std::uint8_t status_byte = protocol::statusDataError;  ///< or overload, or anything
+  double delay = 0.0;                                    ///< of every packet, s
   double jitter = 0.0;  ///< added to the delay, uniform from 0 to this, s; overtaking is possible
   double answer_delay = 0.0;  ///< from a command to its answer, s; frames do not wait for it
 

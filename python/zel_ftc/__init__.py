@@ -11,6 +11,17 @@ Poses are x, y, z in mm, then the angles about Z, Y, X in rad; wrenches Fx, Fy, 
 in N m; times ms. Everything from one thread. zel_raw_ft, zel_info_ and zel_is_external show the
 present value: use them as zel_ftc.zel_info_.
 
+The functions: help(zel_ftc.zel_ftc_runApproach) and the like. Where to begin:
+
+    zel_ftc_open, zel_ftc_initialFTSensor, zel_ftc_setTimeStep, zel_ftc_setSensorConfig,
+    zel_ftc_setLoadData, zel_ftc_setCorrectionLimit, zel_ftc_setMonitoringFunctions,
+    zel_ftc_setCorrectionMonitoring, zel_ftc_sensorReset        before the first run
+    zel_ftc_configApproachMode, ...AssemblyMode, ...TrackingMotionMode     the mode
+    zel_ftc_obtainFTSensorData, then zel_ftc_runApproach, ...Assembly, ...TrackingMotionL, ...C
+                                                                once per control period
+    zel_ftc_lastReason, zel_ftc_explainCode, zel_ftc_cycleView, zel_ftc_linkHealth     why
+    zel_ftc_checkConfiguration, zel_ftc_guard                   before and while it moves
+
 zel_ftc.sim is a cell to experiment on, zel_ftc.analysis identifies loads, readRecording reads what
 the programs record, ldd_tool is the load identification of the library.
 
