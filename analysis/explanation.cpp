@@ -140,6 +140,22 @@ double chanceOfPose(const LoadFit& f, const Tolerance& tolerance, int k) {
          f.force_model.poses();
 }
 
+namespace {
+
+/// Whether poses tell about as much as all do. Fewer that miss an axis fit anything along it, and
+/// the others then lie far from a prediction that nothing supports.
+bool tellsAsMuch(const LoadFit& part, const LoadFit& whole) {
+  constexpr double worse = 30.0;  // of a standard deviation
+  const auto half = [](const Fit& p, const Fit& w) {
+    return p.rank == w.rank &&
+           (p.inverse.diagonal().array() <= worse * worse * w.inverse.diagonal().array()).all();
+  };
+  return half(part.force, whole.force) && half(part.torque, whole.torque) &&
+         half(part.check, whole.check);
+}
+
+}  // namespace
+
 Poses withoutContacts(const Explanation& explanation, double level) {
   const int n = explanation.scene.poses();
   Explanation e = explanation;
@@ -148,7 +164,12 @@ Poses withoutContacts(const Explanation& explanation, double level) {
   const int keep = n - std::min(n / 3, n - start_size);
   if (n <= start_size) return e.used;
 
-  const Model force = forceModel(e);
+  const LoadFit whole = fitLoad(e);
+  const Model& force = whole.force_model;
+  const auto mayRemain = [&](const Poses& subset) {
+    e.used = subset;
+    return tellsAsMuch(fitLoad(e), whole);
+  };
   double least = std::numeric_limits<double>::infinity();
   Poses best;
   std::mt19937_64 random(1);
@@ -162,12 +183,13 @@ Poses withoutContacts(const Explanation& explanation, double level) {
     }
     double rss = 0.0;
     subset = concentrated(force, std::move(subset), keep, rough_steps, rss);
-    if (rss < least) {
+    if (rss < least && mayRemain(subset)) {
       least = rss;
       best = std::move(subset);
     }
   }
-  e.used = concentrated(force, std::move(best), keep, final_steps, least);
+  if (best.empty()) return Poses(n, 1);
+  if (!mayRemain(concentrated(force, best, keep, final_steps, least))) e.used = std::move(best);
 
   while (true) {
     const LoadFit f = fitLoad(e);

@@ -76,7 +76,8 @@ Poses concentrated(const Model& force, Poses used, int keep, int steps, double& 
 /// Poses that nothing touched: a least-trimmed-squares start that lets up to a third of the poses
 /// be wrong, then every pose that agrees with the others is taken back, the closest first, at the
 /// given level for the whole recording (Hadi and Simonoff, "Procedures for the identification of
-/// multiple outliers in linear models", 1993).
+/// multiple outliers in linear models", 1993). Poses without which the others tell less, as both
+/// that have gravity along one axis of the sensor, are not left out together.
 Poses withoutContacts(const Explanation& explanation, double level);
 
 /// Chance that pose k, left out, lies so far from the others' prediction, times the poses.

@@ -6,6 +6,9 @@
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <tuple>
+
+#include "analysis/solution.h"
 
 namespace zel::analysis {
 
@@ -81,6 +84,7 @@ std::vector<Matrix3d> rightAngledTurns() {
   return turns;
 }
 
+/// The scene as stated first, then every mistake.
 std::vector<FrameMistake> candidates(const Stated& stated) {
   std::vector<FrameMistake> list;
   const Scene scene = stated.scene();
@@ -96,6 +100,7 @@ std::vector<FrameMistake> candidates(const Stated& stated) {
     base.scene.M.col(column) = scene.R[k].transpose() * scene.M.col(column);
     inverted.scene.R[k] = matrixOf(stated.orientations[k]).transpose() * stated.mounting;
   }
+  list.push_back({Mistake::gravity_sign, "", scene});
   list.push_back(std::move(base));
   list.push_back(std::move(inverted));
 
@@ -149,14 +154,48 @@ double chanceOfTorques(const Quality& quality, const Quality& other) {
   return tailOfF(quality.torque / other.torque, quality.freedom_torque, other.freedom_torque);
 }
 
+Quality qualityOf(const LoadFit& f) {
+  return {f.force.variance(forceFloor), f.torque.variance(torqueFloor), f.force.dof, f.torque.dof};
+}
+
 /// Quality of the two thirds of the poses that fit best, so that a contact does not decide.
-Quality qualityOf(const Scene& scene) {
+Quality qualityOfMost(const Scene& scene) {
   Explanation e(scene);
   const int n = scene.poses();
   double rss = 0.0;
   e.used = concentrated(forceModel(e), e.used, n - n / 3, 2, rss);
+  return qualityOf(fitLoad(e));
+}
+
+bool asGood(const Quality& quality, const Quality& best, double level) {
+  return eitherOf(chanceOfForces(quality, best), chanceOfTorques(quality, best)) > level;
+}
+
+/// A frame mistake, or none, with everything else that has to be wrong then.
+struct Account {
+  std::size_t index;
+  Poses used;
+  Quality quality;
+  int mistakes;  ///< the frame's, a touched pose each, gravity that is not straight down
+  bool mirrored;
+
+  bool simplerThan(const Account& other) const {
+    return std::tuple(mistakes, mirrored) < std::tuple(other.mistakes, other.mirrored);
+  }
+};
+
+Account accountOf(const FrameMistake& mistake, std::size_t index, double level) {
+  constexpr double least_tilt = 3.0 * turn_of_degree;  // less is within what sensors are off
+  Explanation e(mistake.scene);
+  e.used = withoutContacts(e, level);
   const LoadFit f = fitLoad(e);
-  return {f.force.variance(forceFloor), f.torque.variance(torqueFloor), f.force.dof, f.torque.dof};
+  const bool up = f.G.z() > 0.0, turned = !mistake.turn.isIdentity();
+  const bool tilted =
+      std::fabs(f.G.z()) < std::cos(least_tilt) * f.G.norm() && chanceOfTilt(e, f) < level;
+  const auto touched = static_cast<int>(std::count(e.used.begin(), e.used.end(), 0));
+  const bool mirrored = up && turned;
+  return {index, e.used, qualityOf(f),
+          (index > 0) + touched + tilted + (up && !mirrored), mirrored};
 }
 
 }  // namespace
@@ -176,27 +215,51 @@ Scene turnedBack(Scene scene, const Matrix3d& turn) {
 }
 
 std::optional<FrameMistake> findFrameMistake(const Stated& stated, double level) {
-  std::vector<FrameMistake> list = candidates(stated);
-  const Quality as_stated = qualityOf(stated.scene());
-  std::vector<Quality> qualities;
-  qualities.reserve(list.size());
-  for (const FrameMistake& mistake : list) qualities.push_back(qualityOf(mistake.scene));
-
-  const auto best_place = std::min_element(
-      qualities.begin(), qualities.end(),
+  constexpr double not_worse = 1e-4, as_good = 0.01;
+  const std::vector<FrameMistake> list = candidates(stated);
+  std::vector<Quality> most;
+  most.reserve(list.size());
+  for (const FrameMistake& mistake : list) most.push_back(qualityOfMost(mistake.scene));
+  const Quality& best = *std::min_element(
+      most.begin(), most.end(),
       [](const Quality& a, const Quality& b) { return a.logarithm() < b.logarithm(); });
-  const auto best = static_cast<std::size_t>(best_place - qualities.begin());
-  FrameMistake result = list[best];
-  result.chance = static_cast<double>(list.size()) *
-                  (result.torques_only ? chanceOfTorques : chanceOfForces)(as_stated, *best_place);
-  if (!(result.chance < level)) return std::nullopt;
 
-  constexpr double as_good = 0.01;
+  // Several may explain most poses as well; right is the one that needs the least besides.
+  std::vector<Account> accounts;
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (i != best && eitherOf(chanceOfForces(qualities[i], *best_place),
-                              chanceOfTorques(qualities[i], *best_place)) > as_good) {
-      result.others.push_back(list[i].text);
+    if (asGood(most[i], best, not_worse)) accounts.push_back(accountOf(list[i], i, level));
+  }
+  const Account& chosen = *std::min_element(
+      accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
+        if (a.simplerThan(b) || b.simplerThan(a)) return a.simplerThan(b);
+        if (a.index == 0 || b.index == 0) return a.index == 0 && b.index != 0;
+        return a.quality.logarithm() < b.quality.logarithm();
+      });
+  if (chosen.index == 0) return std::nullopt;
+  FrameMistake result = list[chosen.index];
+  Explanation as_stated(list[0].scene);
+  if (chosen.mistakes > 1) {
+    FrameMistake turned = list[0];
+    turned.turn = turnOfReadings(as_stated);
+    turned.scene = turnedBack(turned.scene, turned.turn);
+    const Account any_turn = accountOf(turned, chosen.index, level);
+    if (any_turn.simplerThan(chosen) && asGood(any_turn.quality, chosen.quality, not_worse)) {
+      return std::nullopt;
     }
+  }
+
+  as_stated.used = chosen.used;
+  result.chance = static_cast<double>(list.size()) *
+                  (result.torques_only ? chanceOfTorques : chanceOfForces)(
+                      qualityOf(fitLoad(as_stated)), chosen.quality);
+  if (!(result.chance < level)) return std::nullopt;
+  for (const Account& other : accounts) {
+    if (other.index == chosen.index || other.mistakes > chosen.mistakes ||
+        !asGood(other.quality, chosen.quality, as_good)) {
+      continue;
+    }
+    const FrameMistake& mistake = list[other.index];
+    result.others.push_back(other.mirrored ? turnText(-mistake.turn) : mistake.text);
   }
   return result;
 }
