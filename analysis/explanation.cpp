@@ -145,7 +145,7 @@ namespace {
 /// Whether poses tell about as much as all do. Fewer that miss an axis fit anything along it, and
 /// the others then lie far from a prediction that nothing supports.
 bool tellsAsMuch(const LoadFit& part, const LoadFit& whole) {
-  constexpr double worse = 30.0;  // of a standard deviation
+  constexpr double worse = 300.0;  // of a standard deviation
   const auto half = [](const Fit& p, const Fit& w) {
     return p.rank == w.rank &&
            (p.inverse.diagonal().array() <= worse * worse * w.inverse.diagonal().array()).all();

@@ -141,6 +141,7 @@ struct Quality {
   double force, torque;  ///< variance of one row
   int freedom_force, freedom_torque;
 
+  double volume() const { return force * torque; }
   double logarithm() const {
     return freedom_force * std::log(force) + freedom_torque * std::log(torque);
   }
@@ -229,6 +230,12 @@ std::optional<FrameMistake> findFrameMistake(const Stated& stated, double level)
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (asGood(most[i], best, not_worse)) accounts.push_back(accountOf(list[i], i, level));
   }
+  const Quality closest =
+      std::min_element(accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
+        return a.quality.volume() < b.quality.volume();
+      })->quality;
+  std::erase_if(accounts,
+                [&](const Account& a) { return !asGood(a.quality, closest, not_worse); });
   const Account& chosen = *std::min_element(
       accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
         if (a.simplerThan(b) || b.simplerThan(a)) return a.simplerThan(b);
