@@ -270,9 +270,11 @@ Settings SettingsFile::over(Settings defaults) const {
   return defaults;
 }
 
-bool SettingsFile::says(const std::vector<std::string>& names) const {
-  return std::any_of(names.begin(), names.end(),
-                     [this](const std::string& name) { return names_.count(name) > 0; });
+std::vector<std::string> SettingsFile::missing(std::vector<std::string> names) const {
+  names.erase(std::remove_if(names.begin(), names.end(),
+                             [this](const std::string& name) { return names_.count(name) > 0; }),
+              names.end());
+  return names;
 }
 
 void addSettingsOption(CLI::App& app, std::function<void(const SettingsFile&)> take) {

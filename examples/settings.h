@@ -99,8 +99,8 @@ class SettingsFile {
   explicit SettingsFile(const std::string& path);
   /// The defaults with what the file says in their place.
   Settings over(Settings defaults) const;
-  /// Whether the file says one of these.
-  bool says(const std::vector<std::string>& names) const;
+  /// Which of these the file does not say.
+  std::vector<std::string> missing(std::vector<std::string> names) const;
 
  private:
   std::string path_, text_;

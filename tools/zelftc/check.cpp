@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -46,17 +45,27 @@ class OutputAside {
   int output_;
 };
 
+/// An error that the check of the library cannot see.
+struct Error {
+  const char* name;
+  std::string text;
+};
+
 /// Makes the calls whose values the file says, and no other: what it leaves out is for the check to
-/// tell. Returns what the library refused.
-std::vector<std::string> applied(const example::SettingsFile& file, const example::Settings& all) {
+/// tell. A call of which only a part is said is not made either: nothing stands in for the rest.
+/// Returns what is missing and what the library refused.
+std::vector<Error> applied(const example::SettingsFile& file, const example::Settings& all) {
   using namespace example;
-  std::vector<std::string> refused;
+  std::vector<Error> errors;
   const auto make = [&](const std::vector<std::string>& names, auto configure, const auto& values) {
-    if (!file.says(names)) return;
+    const std::vector<std::string> missing = file.missing(names);
+    if (missing.size() == names.size()) return;
+    for (const std::string& name : missing) errors.push_back({"MISSING", name + " is missing"});
+    if (!missing.empty()) return;
     try {
       configure(values);
     } catch (const std::runtime_error& error) {
-      refused.emplace_back(error.what());
+      errors.push_back({"REFUSED", error.what()});
     }
   };
   const Setup& setup = all.setup;
@@ -71,16 +80,11 @@ std::vector<std::string> applied(const example::SettingsFile& file, const exampl
   make({"minimum-path"}, configureMinimumPath, setup);
   configureGuard(setup);
 
-  // The zero as a controller takes it: at rest, with a fresh reading, at the start of the run.
-  Pose start = {};
-  if (!std::isnan(all.plan.start[0])) std::copy_n(all.plan.start, 6, start.begin());
-  Wrench reading = {};
-  zel_ftc_obtainFTSensorData(reading.data());
-  require(zel_ftc_sensorReset(start.data()));
-
-  const std::vector<std::string> approach = {"frame", "direction", "force", "gains", "speed"};
+  const std::vector<std::string> approach = {
+      "frame",           "direction",        "force",       "gains",   "speed",
+      "switching-force", "switching-torque", "break-range", "time-out"};
   const std::vector<std::string> tracking = {"path-frame", "path-force", "path-gains",
-                                             "path-speed"};
+                                             "path-break-range", "path-speed"};
   const bool onPath = all.plan.run == ZEL_LINE_RUN || all.plan.run == ZEL_ARC_RUN;
   if (all.plan.run == ZEL_ASSEMBLY_RUN) {
     make(approach, configureAssembly, all.approach);
@@ -89,7 +93,23 @@ std::vector<std::string> applied(const example::SettingsFile& file, const exampl
   } else {
     make(tracking, configureTracking, all.tracking);
   }
-  return refused;
+  return errors;
+}
+
+/// The findings, the gravest first. Of sensor and zero reference a file says nothing.
+std::vector<zel_ftc_finding> findingsOf(const zel_ftc_plan& plan) {
+  std::vector<zel_ftc_finding> findings(ZEL_FINDINGS_ENOUGH);
+  findings.resize(zel_ftc_checkConfiguration(&plan, findings.data(), ZEL_FINDINGS_ENOUGH));
+  const auto notChecked = [&](ZelCheck check, const char* why) {
+    std::replace_if(
+        findings.begin(), findings.end(), [check](const auto& f) { return f.check == check; },
+        zel_ftc_finding{check, ZEL_FINDING_NOT_CHECKED, -1, -1, why, 0.0, 0.0});
+  };
+  notChecked(ZEL_CHECK_SENSOR, "there is no sensor here");
+  notChecked(ZEL_CHECK_ZERO, "no zero reference is taken here");
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const auto& a, const auto& b) { return a.severity > b.severity; });
+  return findings;
 }
 
 constexpr std::array<const char*, 5> severities = {"right", "not checked", "note", "warning",
@@ -99,19 +119,15 @@ Exit check(const Options& options) {
   const example::SettingsFile file(options.file);
   const example::Settings settings = file.over({});
   const example::Library library;
-  std::vector<std::string> refused;
+  std::vector<Error> errors;
   {
     const OutputAside aside;
-    refused = applied(file, settings);
+    errors = applied(file, settings);
   }
-  std::array<zel_ftc_finding, ZEL_FINDINGS_ENOUGH> room = {};
-  const int count = zel_ftc_checkConfiguration(&settings.plan, room.data(), ZEL_FINDINGS_ENOUGH);
-  std::vector<zel_ftc_finding> findings(room.begin(), room.begin() + count);
-  std::stable_sort(findings.begin(), findings.end(),
-                   [](const auto& a, const auto& b) { return a.severity > b.severity; });
+  std::vector<zel_ftc_finding> findings = findingsOf(settings.plan);
 
   std::array<int, severities.size()> counts = {};
-  counts[ZEL_FINDING_ERROR] = static_cast<int>(refused.size());
+  counts[ZEL_FINDING_ERROR] = static_cast<int>(errors.size());
   Json list = Json::array();
   for (const zel_ftc_finding& f : findings) ++counts[f.severity];
   const auto shown = [&](const zel_ftc_finding& f) {
@@ -121,9 +137,9 @@ Exit check(const Options& options) {
       std::remove_if(findings.begin(), findings.end(), [&](const auto& f) { return !shown(f); }),
       findings.end());
 
-  for (const std::string& refusal : refused) {
-    if (!options.json) fmt::print("error    {}\n", wrapped(refusal, 9));
-    list.push_back({{"severity", "error"}, {"name", "REFUSED"}, {"text", refusal}});
+  for (const auto& [name, text] : errors) {
+    if (!options.json) fmt::print("error    {}\n", wrapped(text, 9));
+    list.push_back({{"severity", "error"}, {"name", name}, {"text", text}});
   }
   for (const zel_ftc_finding& f : findings) {
     const std::string text = composed(zel_ftc_findingText, &f);
@@ -139,17 +155,22 @@ Exit check(const Options& options) {
     const bool itself = f.severity == ZEL_FINDING_NOT_CHECKED;
     fmt::print("{:8} {}\n", itself ? "-" : severities[f.severity], wrapped(text, 9));
     if (!remedy.empty()) fmt::print("         {}\n", wrapped("do: " + remedy, 9));
-    if (!section.empty()) fmt::print("         see docs/behaviour.md, \"{}\"\n", section);
+    if (!section.empty()) {
+      fmt::print("         {}\n",
+                 wrapped(fmt::format("see docs/behaviour.md, \"{}\"", section), 9));
+    }
   }
   const bool good =
       counts[ZEL_FINDING_ERROR] == 0 && (!options.strict || counts[ZEL_FINDING_WARNING] == 0);
   if (options.json) {
     print(Json{{"good", good}, {"findings", list}});
   } else {
-    fmt::print("{}: {} errors, {} warnings, {} notes; {} right, {} not checked{}\n",
-               good ? "good" : "not good", counts[ZEL_FINDING_ERROR], counts[ZEL_FINDING_WARNING],
-               counts[ZEL_FINDING_NOTE], counts[ZEL_FINDING_RIGHT], counts[ZEL_FINDING_NOT_CHECKED],
-               options.all ? "" : " (--all shows these)");
+    const std::string closing = fmt::format(
+        "{}: {} errors, {} warnings, {} notes; {} right, {} not checked{}",
+        good ? "good" : "not good", counts[ZEL_FINDING_ERROR], counts[ZEL_FINDING_WARNING],
+        counts[ZEL_FINDING_NOTE], counts[ZEL_FINDING_RIGHT], counts[ZEL_FINDING_NOT_CHECKED],
+        options.all ? "" : " (--all shows these)");
+    fmt::print("{}\n", wrapped(closing, 0));
   }
   return good ? done : notAsWanted;
 }
