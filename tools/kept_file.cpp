@@ -15,6 +15,9 @@ KeptFile::KeptFile(const std::string& path) : path_(path) {
   const fs::path folder = fs::path(path).parent_path();
   std::error_code error;
   if (!folder.empty()) fs::create_directories(folder, error);
+  if (std::error_code unknown; !error && fs::is_directory(path, unknown)) {
+    error = std::make_error_code(std::errc::is_a_directory);
+  }
   if (!error) {
     errno = 0;
     file_.open(part());
@@ -31,14 +34,21 @@ KeptFile::~KeptFile() {
   std::remove(part().c_str());
 }
 
+void KeptFile::check() {
+  if (!file_) giveUp();
+}
+
 void KeptFile::keep() {
   errno = 0;
   file_.close();
-  if (file_.fail() || std::rename(part().c_str(), path_.c_str()) != 0) {
-    const std::string why = std::generic_category().message(errno);
-    std::remove(part().c_str());
-    throw std::runtime_error(fmt::format("cannot write {}: {}", path_, why));
-  }
+  if (file_.fail() || std::rename(part().c_str(), path_.c_str()) != 0) giveUp();
+}
+
+void KeptFile::giveUp() {
+  const std::string why = std::generic_category().message(errno);
+  file_.close();  // the destructor leaves a closed file alone
+  throw std::runtime_error(
+      fmt::format("cannot write {}: {}; {} has what could be written", path_, why, part()));
 }
 
 }  // namespace zel::cli

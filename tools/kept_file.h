@@ -8,10 +8,12 @@
 namespace zel::cli {
 
 /// A file that is complete when it has its name: it is written as <path>.part, which goes away
-/// unless keep() is called.
+/// unless keep() is called. What could not be written to its end, or not get its name, stays there,
+/// and the error says so.
 class KeptFile {
  public:
-  /// Makes the folder. Throws std::runtime_error when folder or file cannot be written.
+  /// Makes the folder. Throws std::runtime_error when folder or file cannot be written, or when the
+  /// path is a folder.
   explicit KeptFile(const std::string& path);
   ~KeptFile();
   KeptFile(const KeptFile&) = delete;
@@ -19,10 +21,13 @@ class KeptFile {
 
   std::ostream& stream() { return file_; }
   const std::string& path() const { return path_; }
-  /// Throws std::runtime_error when not all could be written.
+  /// Throws std::runtime_error when not all could be written so far.
+  void check();
+  /// Gives the file its name. Throws std::runtime_error when not all could be written.
   void keep();
 
  private:
+  [[noreturn]] void giveUp();
   std::string part() const { return path_ + ".part"; }
 
   std::string path_;

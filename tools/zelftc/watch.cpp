@@ -116,9 +116,7 @@ class FrameFile {
   }
 
   /// Ends at once when the disk is full, not hours later.
-  void check() {
-    if (!file_.stream()) throw std::runtime_error("cannot write " + file_.path());
-  }
+  void check() { file_.check(); }
   void keep() { file_.keep(); }
   const std::string& path() const { return file_.path(); }
   std::uint64_t rows() const { return rows_; }
@@ -263,11 +261,13 @@ Body addWatch(CLI::App& app) {
       "Shows the six axes live: bars against the range, rate, age, status. In a pipe one line per "
       "second. Runs until Ctrl-C, which is its normal end without --seconds.");
   app.footer(
-      wrapped("The recording has a row per frame: t [s, when it came, from the first on], counter "
-              "(of the frames; 0 follows 100000), status, fx, fy, fz [N], mx, my, mz [N m]. It is "
-              "written as FILE.part and gets its name at the end. Frames that were missed are "
-              "counted; the exit code is then 1.",
-              0) +
+      wrapped(
+          "The recording has a row per frame: t [s, when it came, from the first on], counter "
+          "(of the frames; 0 follows 100000), status, fx, fy, fz [N], mx, my, mz [N m]. It is "
+          "written as FILE.part and gets its name at the end; when that cannot be, on a full disk "
+          "for example, FILE.part stays. Frames that were missed are counted; the exit code is "
+          "then 1.",
+          0) +
       "\n");
   addExample(app, "--csv run.csv --seconds 60");
   const auto options = std::make_shared<Options>();
