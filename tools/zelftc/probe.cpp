@@ -21,6 +21,20 @@ struct Options {
   bool json = false;
 };
 
+/// What the stream brought since `start`. The commands of the start stay, and so does the longest
+/// gap, which belongs to one stretch of streaming.
+zel_ftc_link_health since(const zel_ftc_link_health& start, zel_ftc_link_health now) {
+  for (const auto count :
+       {&zel_ftc_link_health::datagrams, &zel_ftc_link_health::bytes,
+        &zel_ftc_link_health::foreign_datagrams, &zel_ftc_link_health::dropped_datagrams,
+        &zel_ftc_link_health::good_frames, &zel_ftc_link_health::wrong_checksums,
+        &zel_ftc_link_health::skipped_bytes, &zel_ftc_link_health::frames_beyond_range,
+        &zel_ftc_link_health::bad_status_frames}) {
+    now.*count -= start.*count;
+  }
+  return now;
+}
+
 /// What a controller would suffer from. Empty for a healthy link.
 std::vector<std::string> complaints(const Options& options, const Reading& reading,
                                     const zel_ftc_link_health& health) {
@@ -56,11 +70,14 @@ std::vector<std::string> complaints(const Options& options, const Reading& readi
 
 Exit probe(const Options& options) {
   const Sensor sensor(options.sensor);
+  // Where another program was killed, the sensor streams on: what came of that during the start,
+  // and what was dropped, says nothing of the link.
+  const zel_ftc_link_health start = sensor.health();
   Sensor::wait(options.seconds);
   const auto identity = sensor.device().dev_info;
   const Six range = sensor.range();
   const Reading reading = sensor.read();
-  const zel_ftc_link_health health = sensor.health();
+  const zel_ftc_link_health health = since(start, sensor.health());
   const std::vector<std::string> bad = complaints(options, reading, health);
 
   if (options.json) {
