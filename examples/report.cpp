@@ -209,7 +209,7 @@ Records::~Records() {
   try {
     keepCsv();
   } catch (const std::exception& error) {
-    fmt::print(stderr, "{}\n", error.what());
+    std::fputs(fmt::format("{}\n", error.what()).c_str(), stderr);  // throws nothing
   }
 }
 
@@ -239,7 +239,7 @@ Session::Session(const std::string& sessionName, const Options& sessionOptions)
 }
 
 Outcome Session::approach() {
-  const Outcome outcome =
+  Outcome outcome =
       example::approach(robot, mode, CycleLimits(ZEL_APPROACH_RUN, options), records.log);
   print(summarise(records.log, mode), mode, outcome);
   return outcome;

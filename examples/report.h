@@ -84,7 +84,7 @@ class Records {
 /// What a program that works with the simulated cell in this process starts with: records, cell,
 /// link, the library opened, configured and zeroed.
 struct Session {
-  Session(const std::string& name, const Options& options);
+  Session(const std::string& sessionName, const Options& sessionOptions);
   /// Approaches and prints the figures.
   Outcome approach();
   /// Prints the figures of a tracking run after the approach and the closing line. Exit code.

@@ -34,21 +34,21 @@ struct Shift {
   }
 
   Outcome contact() {
-    const Outcome outcome = approach(robot, mode, CycleLimits(ZEL_APPROACH_RUN, options), log);
+    Outcome outcome = approach(robot, mode, CycleLimits(ZEL_APPROACH_RUN, options), log);
     print(summarise(log, mode), mode, outcome);
     return outcome;
   }
 
   Outcome line() {
     const Pose start = robot.pose(), end = moved(start, 80, 0, 0);
-    const Outcome outcome = followLine(robot, start, end, options, log);
+    Outcome outcome = followLine(robot, start, end, options, log);
     printTracking("line", log, mode.direction, end, outcome);
     return outcome;
   }
 
   Outcome arc() {
     const Pose start = robot.pose(), via = moved(start, -30, 30, 0), end = moved(start, -60, 0, 0);
-    const Outcome outcome = followArc(robot, start, via, end, options, log);
+    Outcome outcome = followArc(robot, start, via, end, options, log);
     printTracking("arc", log, mode.direction, end, outcome);
     return outcome;
   }
@@ -59,7 +59,7 @@ struct Shift {
     seated.breakRange[mode.direction] = 1.0;
     configureAssembly(seated);
     require(zel_set_minValue(-1.0, ZEL_MIN_PATH));
-    const Outcome outcome = pushHome(robot, 1.0, seated, options, log);
+    Outcome outcome = pushHome(robot, 1.0, seated, options, log);
     fmt::print("force at the end {:.1f} N\nresult  {}\n", heldForce(log.back(), mode.direction),
                outcome.text());
     return outcome;

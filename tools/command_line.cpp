@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "tool/plaintext.h"
 
@@ -61,6 +62,14 @@ CLI::Validator within(double least, double greatest) {
       .description(fmt::format("{}..{}", least, greatest));
 }
 
+std::vector<int> endSignals() {
+  std::vector<int> signals = {SIGINT, SIGTERM};
+  struct sigaction hangUp = {};
+  sigaction(SIGHUP, nullptr, &hangUp);
+  if (hangUp.sa_handler != SIG_IGN) signals.push_back(SIGHUP);
+  return signals;
+}
+
 bool interruptionAsked() {
   return interrupted;
 }
@@ -93,12 +102,12 @@ int run(CLI::App& app, int argc, char** argv, const Body& body) {
   struct sigaction once = {};
   once.sa_handler = [](int) { interrupted = true; };
   once.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigaction(SIGINT, &once, nullptr);
-  sigaction(SIGTERM, &once, nullptr);
+  for (const int signal : endSignals()) sigaction(signal, &once, nullptr);
 
   const auto fail = [&app](const std::exception& error, Exit code) {
     std::fflush(stdout);
-    fmt::print(stderr, "{}: {}\n", app.get_name(), error.what());
+    // Not fmt::print, which throws where the terminal is gone.
+    std::fputs(fmt::format("{}: {}\n", app.get_name(), error.what()).c_str(), stderr);
     return code;
   };
   try {

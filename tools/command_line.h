@@ -1,5 +1,5 @@
 // What every program here does alike: options whose numbers are checked, help of 80 columns, exit
-// codes, an orderly end on SIGINT and SIGTERM.
+// codes, an orderly end on SIGINT, SIGTERM and SIGHUP.
 #ifndef ZEL_FTC_TOOLS_COMMAND_LINE_H
 #define ZEL_FTC_TOOLS_COMMAND_LINE_H
 
@@ -7,6 +7,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace zel::cli {
 
@@ -17,6 +18,9 @@ enum Exit {
   notPossible = 2   ///< wrong usage, or the surroundings do not allow it (files, ports, sensor)
 };
 
+/// UDP port of a sensor, real or simulated, where nothing else is said.
+constexpr unsigned short defaultSensorPort = 49152;
+
 /// Checks for number options. What does not pass is refused with a sentence that says which numbers
 /// do; not-a-number and infinity never pass. Lists are checked element by element.
 CLI::Validator finite();
@@ -24,14 +28,18 @@ CLI::Validator positive();
 CLI::Validator notNegative();
 CLI::Validator within(double least, double greatest);
 
-/// What unwinds a program that got SIGINT or SIGTERM.
+/// The signals that end a program in order: SIGINT, SIGTERM, and SIGHUP, which a terminal or ssh
+/// sends when it closes, unless nohup has it ignored.
+std::vector<int> endSignals();
+
+/// What unwinds a program that got one of them.
 struct Interrupted : std::runtime_error {
   Interrupted() : std::runtime_error("interrupted") {}
 };
 
-/// Throws Interrupted when one of the signals has come since run() began. Loops that take time call
-/// it, so that destructors stop sensors, end processes and keep files. A second signal ends the
-/// program at once.
+/// Throws Interrupted when one of these signals has come since run() began. Loops that take time
+/// call it, so that destructors stop sensors, end processes and keep files. A second signal ends
+/// the program at once.
 void stopIfInterrupted();
 /// The same as a question, for a program that an interruption ends in order.
 bool interruptionAsked();

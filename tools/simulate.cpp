@@ -74,7 +74,7 @@ CLI::Option* showDefault(CLI::Option* option, std::uint64_t value) {
 
 void addSensorOptions(CLI::App& app, Options& options) {
   auto& [port, rate, identity, source, binary_answer, faults, log] = options.sensor;
-  port = 49152;
+  port = defaultSensorPort;
   app.add_option("-p,--port", port, "UDP port on 127.0.0.1; 0 = any free one, printed when ready")
       ->capture_default_str();
   app.add_option("-r,--rate", rate, "frames per second of the stream, Hz")
@@ -215,7 +215,7 @@ void addFaultOptions(CLI::App& app, Options& options) {
   app.add_flag("--faults-on-replies", faults.replies,
                "faults strike the replies to commands too, not just streamed frames")
       ->group(group);
-  add("--seed", faults.seed, "of the random choices");
+  add("--seed", faults.seed, "of the random choices")->check(notNegative());
 
   const auto addOutage = [&](const std::string& name, Outage& outage, const std::string& what) {
     auto* const length = app.add_option(fmt::format("--{}-for", name), outage.length,
@@ -290,12 +290,11 @@ class Session {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-/// Blocks SIGINT and SIGTERM in this thread and those it starts: only sigtimedwait gets them.
+/// Blocks the end signals in this thread and those it starts: only sigtimedwait gets them.
 sigset_t blockEndSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
+  for (const int signal : endSignals()) sigaddset(&signals, signal);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   return signals;
 }
@@ -355,7 +354,7 @@ Body addSimulator(CLI::App& app) {
   app.description(
       "A six-axis force/torque sensor without hardware: answers the sensor's UDP protocol on "
       "127.0.0.1 and streams data frames. Prints one line when it listens, then each command it "
-      "receives, and a summary when it ends (SIGINT, SIGTERM, --seconds).");
+      "receives, and a summary when it ends (SIGINT, SIGTERM, SIGHUP, --seconds).");
   addExample(app, "--wrench 0,0,-10,0,0,0 --loss 0.01");
   app.set_config("--config", "", "read options from a file, one name=value a line");
   const auto options = std::make_shared<Options>();
