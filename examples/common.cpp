@@ -66,7 +66,7 @@ void addRobotOptions(CLI::App& app, Options& options) {
   app.add_option("--lag", options.lag, "Time constant of the robot, s")->check(cli::notNegative());
   app.add_option("--noise", options.noise, "Standard deviation of the forces, N")
       ->check(cli::notNegative());
-  app.add_option("--seed", options.seed, "Of the noise");
+  app.add_option("--seed", options.seed, "Of the noise")->check(cli::notNegative());
   app.add_option("--out", options.out, "Folder of CSV and pictures")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   addSettingsOption(app, [&options](const SettingsFile& file) {
@@ -151,9 +151,14 @@ Library::Library() {
 Library::Library(unsigned short sensorPort, const std::string& address) {
   require(zel_ftc_open(false));
   if (zel_ftc_initialFTSensor(sensorPort, address.c_str()) == 1) return;
+  const std::string why = lastRefusal();  // before the reading, which is refused as well
+  // The status of the failed start comes with a reading, and goes when the library closes.
+  Wrench none;
+  zel_ftc_obtainFTSensorData(none.data());
+  const std::string status = fmt::format("status {} {}", zel_info_.code, zel_info_.code_info);
   zel_ftc_close();
   throw std::runtime_error(
-      fmt::format("no sensor on {}:{}: {}", address, sensorPort, lastRefusal()));
+      fmt::format("no sensor on {}:{}: {} ({})", address, sensorPort, why, status));
 }
 
 Library::~Library() {

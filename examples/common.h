@@ -104,7 +104,7 @@ class Library {
  public:
   /// With a sensor whose readings the controller feeds.
   Library();
-  /// With a network sensor. Throws when it cannot be reached, with the reason.
+  /// With a network sensor. Throws when it cannot be reached, with reason and sensor status.
   explicit Library(unsigned short sensorPort, const std::string& address = "127.0.0.1");
   ~Library();
   Library(const Library&) = delete;
@@ -169,7 +169,7 @@ struct Outcome {
 
 /// Prints what the check of the configuration finds, then calls the run once per period until it
 /// ends or fails, the guard holds the robot, the link has no more readings, or the longest time has
-/// passed. SIGINT and SIGTERM throw.
+/// passed. SIGINT, SIGTERM and SIGHUP throw.
 Outcome cycle(RobotLink& robot, const char* name, const Run& run, const CycleLimits& limits,
               Log& log);
 
