@@ -49,9 +49,13 @@ std::vector<Step> stepsOf(const Options& options) {
   });
   onOff("FIR filter", options.fir, &SensorEtherNet_UDP::setFTSensorFIRFilter);
   onOff("IIR filter", options.iir, &SensorEtherNet_UDP::setFTSensorIIRFilter);
-  add(!options.kalman.empty(),
-      fmt::format("Kalman filter {}, parameters {} and {}", options.kalman,
-                  fmt::join(options.kalman_first, " "), fmt::join(options.kalman_second, " ")),
+  std::string kalman = "Kalman filter " + options.kalman;
+  const auto addParameters = [&kalman](const char* which, const std::vector<unsigned>& values) {
+    if (!values.empty()) kalman += fmt::format(", {} parameters {}", which, fmt::join(values, " "));
+  };
+  addParameters("first", options.kalman_first);
+  addParameters("second", options.kalman_second);
+  add(!options.kalman.empty(), kalman,
       [on = options.kalman == "on", first = parametersOf(options.kalman_first),
        second = parametersOf(options.kalman_second)](SensorEtherNet_UDP& device) {
         return device.setFTSensorKalmanFilter(on, first, second);

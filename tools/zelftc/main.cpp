@@ -24,7 +24,7 @@ constexpr struct Subcommand {
     {"filter", "set the filters inside the sensor", cli::addFilter},
     {"net", "set address, mask, gateway and port of the sensor", cli::addNet},
     {"alarm", "set up, raise, clear or ask for the sensor's alarm", cli::addAlarm},
-    {"identify", "identify the load on the sensor, and judge the answer", cli::addIdentify},
+    {"identify", "identify the load, and judge the answer", cli::addIdentify},
     {"check", "check a settings file before anything moves", cli::addCheck},
     {"codes", "explain the numbers that the library gives", cli::addCodes},
     {"plot", "draw the pictures of a recording", cli::addPlot},

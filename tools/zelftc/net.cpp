@@ -59,9 +59,17 @@ Body addNet(CLI::App& app) {
   app.description("Sets address, mask, gateway and port of the sensor.");
   addExample(app, "--address 192.168.0.100 --ip 192.168.1.20 --save");
   const auto options = std::make_shared<Options>();
-  app.add_option("--ip", options->ip, "the sensor's new address")->check(CLI::ValidIPV4);
-  app.add_option("--mask", options->mask, "its network mask")->check(CLI::ValidIPV4);
-  app.add_option("--gateway", options->gateway, "its gateway")->check(CLI::ValidIPV4);
+  app.add_option("--ip", options->ip, "the sensor's new address")
+      ->check(dotted("the address of one device", [](std::uint32_t address) {
+        const std::uint32_t first = address >> 24;  // 0: no address; from 224 on: of many devices
+        return first > 0 && first < 224;
+      }));
+  app.add_option("--mask", options->mask, "its network mask")
+      ->check(dotted("a network mask: ones, then zeros", [](std::uint32_t mask) {
+        const std::uint32_t zeros = ~mask;
+        return (zeros & (zeros + 1)) == 0;
+      }));
+  app.add_option("--gateway", options->gateway, "its gateway")->check(dotted());
   app.add_option("--new-port", options->port, "its new UDP port")->check(CLI::Range(1, 65535));
   addSettingsOptions(app, options->settings);
   return [options] { return apply(options->settings, stepsOf(*options), warningsOf(*options)); };

@@ -1,8 +1,11 @@
 #include "tools/zelftc/sensor.h"
 
+#include <arpa/inet.h>
+
 #include <chrono>
 #include <csignal>
 #include <thread>
+#include <utility>
 
 #include "examples/network.h"
 #include "tools/command_line.h"
@@ -33,8 +36,21 @@ const char* unitOf(int axis) {
   return axis < FT_MX ? "N" : "N m";
 }
 
+CLI::Validator dotted(const std::string& what, std::function<bool(std::uint32_t)> passes) {
+  return CLI::Validator(
+      [what, passes = std::move(passes)](const std::string& text) {
+        in_addr address = {};
+        const bool parsed = inet_pton(AF_INET, text.c_str(), &address) == 1;
+        return parsed && passes(ntohl(address.s_addr))
+                   ? ""
+                   : fmt::format("\"{}\" is not {}", text, what);
+      },
+      "");
+}
+
 void addSensorOptions(CLI::App& app, SensorOptions& options) {
   app.add_option("--address", options.address, "of the sensor, four dotted numbers")
+      ->check(dotted())
       ->capture_default_str();
   app.add_option("--port", options.port, "UDP port of the sensor")
       ->check(CLI::Range(1, 65535))

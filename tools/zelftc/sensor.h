@@ -4,10 +4,13 @@
 #define ZEL_FTC_TOOLS_ZELFTC_SENSOR_H
 
 #include <array>
+#include <cstdint>
+#include <functional>
 #include <string>
 
 #include "examples/common.h"
 #include "ft/ZelForceSensorEtherNetUDP.h"
+#include "tools/command_line.h"
 #include "tools/zelftc/json.h"
 #include "zel_ftc_diag.h"
 
@@ -19,9 +22,15 @@ extern const char* const axisNames[6];
 /// N or N m.
 const char* unitOf(int axis);
 
+/// Checks an option for four dotted numbers up to 255 that pass, the first one in the highest byte.
+/// `what` completes the sentence "... is not".
+CLI::Validator dotted(
+    const std::string& what = "four dotted numbers from 0 to 255",
+    std::function<bool(std::uint32_t)> passes = [](std::uint32_t) { return true; });
+
 struct SensorOptions {
   std::string address = "127.0.0.1";
-  unsigned short port = 49152;
+  unsigned short port = defaultSensorPort;
   bool realtime = false;  ///< the library's two threads run under SCHED_FIFO
 };
 void addSensorOptions(CLI::App& app, SensorOptions& options);
