@@ -107,7 +107,8 @@ void addTurn(const Explanation& e, std::vector<Step>& steps) {
   step.hidden_parameters = 3;
 }
 
-/// Readings of one channel that crowd at its end while the model expects them beyond.
+/// Readings of one channel that crowd at its end while the model expects them beyond. Where the
+/// last ones repeat a number, as a clipped channel does, the crowd ends with numbers that repeat.
 void addSaturations(const Explanation& e, std::vector<Step>& steps) {
   constexpr double crowd = 0.02;  // of the channel's range
   const int n = e.scene.poses();
@@ -121,14 +122,19 @@ void addSaturations(const Explanation& e, std::vector<Step>& steps) {
       std::iota(order.begin(), order.end(), 0);
       std::sort(order.begin(), order.end(),
                 [&](int a, int b) { return side * readings(a) > side * readings(b); });
-      const double range = std::fabs(readings(order.front()) - readings(order.back()));
+      const auto inOrder = [&](int place) {
+        return readings(order[static_cast<std::size_t>(place)]);
+      };
+      const double range = std::fabs(inOrder(0) - inOrder(n - 1));
       Explanation next = e;
       next.parameters += 2;  // where the limit is, and which readings stand there
       for (int m = 1; m <= n - 3; ++m) {
         const int last = order[static_cast<std::size_t>(m - 1)];
-        if (std::fabs(readings(order.front()) - readings(last)) > crowd * range) break;
+        if (std::fabs(inOrder(0) - readings(last)) > crowd * range) break;
         next.clipped(channel, last) = true;
         if (m < 2) continue;
+        const bool end_of_equals = inOrder(m - 2) == inOrder(m - 1) && inOrder(m - 1) != inOrder(m);
+        if (inOrder(0) == inOrder(1) && !end_of_equals) continue;
 
         Step step(Mistake::saturation, next);
         step.disturbance.channel = channel;

@@ -439,8 +439,8 @@ class Identification {
   }
 
   void plan() {
-    const Goal goal = options_.goal.value_or(limits(good_weight, good_centre));
-    Plan plan = planOf(e_, fit_, stated_.mounting * turn_.transpose(), goal);
+    report_.goal = options_.goal.value_or(limits(good_weight, good_centre));
+    Plan plan = planOf(e_, fit_, stated_.mounting * turn_.transpose(), report_.goal);
     report_.next = plan.next;
     report_.poses_missing = plan.poses_missing;
     report_.goal_reached = plan.poses_missing == 0;

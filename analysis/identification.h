@@ -136,7 +136,8 @@ struct Report {
   std::string undetermined_why;           ///< "all poses have gravity along z"
 
   std::optional<NextPose> next;  ///< absent with fewer than three poses
-  bool goal_reached = false;     ///< the goal, or the limits of `good` without one
+  Goal goal{};                   ///< Options::goal, or the limits of `good` without one
+  bool goal_reached = false;
   /// Poses still needed for it when they are chosen well; absent when thirty are not enough.
   std::optional<int> poses_missing;
 };

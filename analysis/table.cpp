@@ -90,9 +90,12 @@ std::string numbers(const Report& report) {
 std::string findings(const Report& report) {
   std::string out;
   for (const Finding& finding : report.findings) {
-    const std::string sure = finding.chance > 0.0 && finding.chance >= 1e-12
-                                 ? fmt::format(" (chance of a false alarm {:.0e})", finding.chance)
-                                 : "";
+    constexpr double tiny = 1e-12;
+    std::string sure;
+    if (finding.chance > 0.0) {
+      sure = fmt::format(" (chance of a false alarm {}{:.0e})",
+                         finding.chance < tiny ? "below " : "", std::max(finding.chance, tiny));
+    }
     out += paragraph(fmt::format("- {}{}.", finding.text, sure));
     out += "  " + wrapped("What to do: " + finding.advice + ".", 2) + "\n";
   }
@@ -132,13 +135,16 @@ std::string orientations(const Report& report) {
       "deviations expected: {} now, {} with it.",
       next.angles.a / degree, next.angles.b / degree, next.angles.c / degree,
       textOf(next.gravity, 2), textOf(next.before), textOf(next.after)));
-  if (report.goal_reached) {
-    out += "The accuracy wanted is reached.\n";
-  } else if (report.poses_missing) {
-    out += fmt::format("Well-chosen poses still missing for the accuracy wanted: {}\n",
-                       *report.poses_missing);
+  const std::string goal =
+      fmt::format("{:.2g} N and {:.2g} mm", report.goal.weight, report.goal.centre);
+  if (!report.poses_missing) {
+    out += paragraph("Thirty more poses would not reach " + goal + ": lower the noise.");
+  } else if (*report.poses_missing > 0) {
+    out += paragraph(
+        fmt::format("Well-chosen poses still missing for {}: {}.", goal, *report.poses_missing));
   } else {
-    out += "Thirty more poses would not reach the accuracy wanted: lower the noise.\n";
+    out += paragraph(fmt::format("There are enough poses for {}{}.", goal,
+                                 report.load_data ? "" : ", once what is wrong is put right"));
   }
   return out;
 }

@@ -63,6 +63,15 @@ struct Recording {
   }
   Vector3d anyVector(double low, double high) { return uniform(low, high) * anyTurn().col(0); }
 
+  /// Gravity along an axis of the sensor in every pose, all six ways, one after the other.
+  void alignToAxes() {
+    for (std::size_t k = 0; k < R.size(); ++k) {
+      const Vector3d up = (k % 2 == 0 ? 1.0 : -1.0) * Vector3d::Unit(k / 2 % 3);
+      R[k] = rotation(static_cast<double>(any(4)) * 90 * degree, Vector3d::UnitZ()) *
+             Quaterniond::FromTwoVectors(up, Vector3d::UnitZ()).toRotationMatrix();
+    }
+  }
+
   Recording& record() {
     cell.seed = random();
     zel::sim::Cell robot(cell);
@@ -86,6 +95,14 @@ struct Recording {
     Vector3d::Map(&poses[k].wrench[0]) += force;
     Vector3d::Map(&poses[k].wrench[3]) += torque;
   }
+  /// Something touches one pose in `share`, one at least, with `least` to `greatest` N.
+  void bump(std::size_t share, double least, double greatest) {
+    while (guilty.size() < std::max<std::size_t>(1, R.size() / share)) guilty.insert(any(R.size()));
+    for (const std::size_t k : guilty) {
+      const Vector3d force = anyVector(least, greatest);
+      add(k, force, Vector3d(0.03, -0.02, 0.2).cross(force));
+    }
+  }
   /// Readings as `change(F, M, R)` makes them.
   template <typename Change>
   void misread(Change change) {
@@ -96,9 +113,10 @@ struct Recording {
   }
 };
 
-/// Counts how many recordings of a kind are named rightly, with their poses: at least 99 %.
-/// ZEL_RATE_SETS sets how many there are of each.
-void judge(const char* kind, const std::set<Mistake>& expected, void (*make)(Recording&)) {
+/// Counts how many recordings of a kind are named rightly, with their poses: at least 99 % where
+/// nothing else is said. ZEL_RATE_SETS sets how many there are of each.
+void judge(const char* kind, const std::set<Mistake>& expected, void (*make)(Recording&),
+           double least = 99.0) {
   const char* const number = std::getenv("ZEL_RATE_SETS");
   const int sets = number == nullptr ? ZEL_USUAL_RATE_SETS : std::stoi(number);
   int rightly = 0;
@@ -121,7 +139,7 @@ void judge(const char* kind, const std::set<Mistake>& expected, void (*make)(Rec
     EXPECT_TRUE(!report.load_data || error < allowed) << kind << ", set " << i;
   }
   std::printf("%-24s %6.1f %%\n", kind, 100.0 * rightly / sets);
-  EXPECT_GE(rightly, sets - std::max(1, sets / 100)) << kind;
+  EXPECT_GE(rightly, std::min(sets - 1, static_cast<int>(sets * least / 100.0))) << kind;
 }
 
 TEST(Identification, NearlyAllMistakesAreNamedAndNearlyNoGoodRecordingIsAccused) {
@@ -130,6 +148,7 @@ TEST(Identification, NearlyAllMistakesAreNamedAndNearlyNoGoodRecordingIsAccused)
     const Matrix3d turn = r.anyTurn(), error = 0.005 * (turn + turn.transpose());
     r.record().misread([&](auto& F, auto&, auto&) { F += error * F; });
   });
+  judge("good, along the axes", {}, [](Recording& r) { r.alignToAxes(); });
   judge("noisy", {scatter}, [](Recording& r) {
     r.cell.force_noise = r.uniform(0.1, 0.2) * r.cell.load.weight;
     r.cell.torque_noise = 0.03 * r.cell.force_noise;
@@ -143,15 +162,18 @@ TEST(Identification, NearlyAllMistakesAreNamedAndNearlyNoGoodRecordingIsAccused)
       r.add(k, part[shape] * force, part[shape] * torque);
     }
   });
-  judge("bumps", {contact}, [](Recording& r) {
-    r.record();
-    while (r.guilty.size() < r.R.size() / 4) r.guilty.insert(r.any(r.R.size()));
-    for (const std::size_t k : r.guilty) {
-      const Vector3d force = r.anyVector(2, 20);
-      r.add(k, force, Vector3d(0.03, -0.02, 0.2).cross(force));
-    }
-  });
+  judge("bumps in a quarter", {contact}, [](Recording& r) { r.record().bump(4, 2, 20); });
+  judge(
+      "bumps in a third", {contact}, [](Recording& r) { r.record().bump(3, 2, 20); }, 95.0);
+  judge(
+      "one bump under 2 N", {contact}, [](Recording& r) { r.record().bump(30, 0.5, 2); }, 75.0);
+  judge(
+      "bumps under 2 N", {contact}, [](Recording& r) { r.record().bump(4, 0.5, 2); }, 50.0);
   judge("base axes", {readings_in_base_axes}, [](Recording& r) {
+    r.record().misread([](auto& F, auto& M, const Matrix3d& R) { F = R * F, M = R * M; });
+  });
+  judge("base axes, along axes", {readings_in_base_axes}, [](Recording& r) {
+    r.alignToAxes();
     r.record().misread([](auto& F, auto& M, const Matrix3d& R) { F = R * F, M = R * M; });
   });
   judge("inverted rotation", {inverted_rotation}, [](Recording& r) {

@@ -15,22 +15,18 @@ for options in "--out /dev/null/out" "--simulator /nonexistent" "--gain nan"; do
 done
 
 ln -s "$1" "$folder/link"
-# SIGHUP is what a closed terminal sends; whoever runs this test may have it ignored.
-for signal in TERM HUP; do
-  : >"$folder/log"
-  rm -f "$folder/shift.csv"
-  env --default-signal=HUP "$folder/link" --out "$folder" >"$folder/log" 2>&1 &
-  pid=$!
-  until grep -q '^ *approach ' "$folder/log"; do
-    kill -0 "$pid" 2>/dev/null || fail "it ended by itself"
-    sleep 0.05
-  done
-  simulator=$(tr -d " " <"/proc/$pid/task/$pid/children")
-  kill -"$signal" "$pid"
-  code=0
-  wait "$pid" || code=$?
-  [ "$code" -eq 1 ] || fail "exit code $code"
-  [ "$(grep -c '^approach,' "$folder/shift.csv")" -gt 0 ] || fail "the cycles are lost"
-  [ ! -e "$folder/shift.csv.part" ] || fail "a half file stays"
-  ! kill -0 "$simulator" 2>/dev/null || fail "the simulator stays"
+# What a closed terminal sends; whoever runs this test may have it ignored.
+env --default-signal=HUP "$folder/link" --out "$folder" >"$folder/log" 2>&1 &
+pid=$!
+until grep -q '^ *approach ' "$folder/log"; do
+  kill -0 "$pid" 2>/dev/null || fail "it ended by itself"
+  sleep 0.05
 done
+simulator=$(tr -d " " <"/proc/$pid/task/$pid/children")
+kill -HUP "$pid"
+code=0
+wait "$pid" || code=$?
+[ "$code" -eq 1 ] || fail "exit code $code"
+[ "$(grep -c '^approach,' "$folder/shift.csv")" -gt 0 ] || fail "the cycles are lost"
+[ ! -e "$folder/shift.csv.part" ] || fail "a half file stays"
+! kill -0 "$simulator" 2>/dev/null || fail "the simulator stays"

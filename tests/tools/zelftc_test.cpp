@@ -105,8 +105,8 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
       {"Z nonsense", 2, "nonsense"},
       {"Z simulate --port 0 --seconds 0.05", 0, "listening on 127.0.0.1:"},
       {"Z simulate PORT", 2, "in use"},
-      {"Z probe PORT --longest-gap 60000", 0, "serial number 4711"},
-      {"Z probe PORT --least-rate 3000", 1, "at least 3000 wanted"},
+      {"Z probe PORT --longest-gap 60000 --seconds 0.3", 0, "serial number 4711"},
+      {"Z probe PORT --least-rate 3000 --seconds 0.3", 1, "at least 3000 wanted"},
       {"Z probe --port 9 --seconds 0.1", 2, "same network, cable (status 21001 "},
       {"Z probe --address 300.1.1.1", 2, "is not four dotted numbers"},
       {"Z net PORT --mask 255.0.255.0", 2, "is not a network mask"},
@@ -115,7 +115,7 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
        "kill -INT $!; wait $!; exit $code",
        2, "local UDP port 52000"},
       {"Z watch PORT >DIR/k & until grep -q Fx DIR/k; do sleep 0.05; done; kill -9 $!; wait $!; "
-       "Z probe PORT --longest-gap 60000",
+       "Z probe PORT --longest-gap 60000 --seconds 0.3",
        0, "\nhealthy"},
       {"Z watch PORT --csv /dev/null/x.csv", 2, "Not a directory"},
       {"Z watch --port 9 --csv DIR", 2, "Is a directory"},
@@ -187,7 +187,7 @@ TEST_F(Zelftc, InterruptedRecordingIsWholeAndTheSensorStopped) {
   const Ran ran =
       run("Z watch PORT --json --csv DIR/w.csv & pid=$!; "
           "until [ \"$(wc -c <DIR/w.csv.part)\" -gt 0 ]; do sleep 0.05; done; "
-          "kill -INT $pid; wait $pid");
+          "kill -TERM $pid; wait $pid");
   EXPECT_FALSE(sensor_.streaming());
   EXPECT_FALSE(std::filesystem::exists(file("w.csv.part")));
   const std::string last = ran.out.substr(ran.out.rfind('\n', ran.out.size() - 2) + 1);

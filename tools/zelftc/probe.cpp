@@ -27,9 +27,9 @@ zel_ftc_link_health since(const zel_ftc_link_health& start, zel_ftc_link_health 
   for (const auto count :
        {&zel_ftc_link_health::datagrams, &zel_ftc_link_health::bytes,
         &zel_ftc_link_health::foreign_datagrams, &zel_ftc_link_health::dropped_datagrams,
-        &zel_ftc_link_health::good_frames, &zel_ftc_link_health::wrong_checksums,
-        &zel_ftc_link_health::skipped_bytes, &zel_ftc_link_health::frames_beyond_range,
-        &zel_ftc_link_health::bad_status_frames}) {
+        &zel_ftc_link_health::cut_datagrams, &zel_ftc_link_health::good_frames,
+        &zel_ftc_link_health::wrong_checksums, &zel_ftc_link_health::skipped_bytes,
+        &zel_ftc_link_health::frames_beyond_range, &zel_ftc_link_health::bad_status_frames}) {
     now.*count -= start.*count;
   }
   return now;
@@ -60,6 +60,7 @@ std::vector<std::string> complaints(const Options& options, const Reading& readi
       health.age > options.longest_gap,
       fmt::format("silent for {:.0f} ms, at most {} ms wanted", health.age, options.longest_gap));
   lost(health.dropped_datagrams, "datagrams dropped: this machine was too busy to take them");
+  lost(health.cut_datagrams, "datagrams longer than the library takes: their end is lost");
   lost(health.wrong_checksums, "packets with a wrong checksum: cable, switch");
   lost(health.skipped_bytes, "bytes that belong to no packet");
   lost(health.foreign_datagrams, "datagrams from another address: who else sends to port 52000?");

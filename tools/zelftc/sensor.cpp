@@ -128,6 +128,7 @@ Json jsonOf(const zel_ftc_link_health& health) {
           {"good_frames", health.good_frames},
           {"foreign_datagrams", health.foreign_datagrams},
           {"dropped_datagrams", health.dropped_datagrams},
+          {"cut_datagrams", health.cut_datagrams},
           {"wrong_checksums", health.wrong_checksums},
           {"skipped_bytes", health.skipped_bytes},
           {"frames_beyond_range", health.frames_beyond_range},
