@@ -195,8 +195,8 @@ Account accountOf(const FrameMistake& mistake, std::size_t index, double level) 
       std::fabs(f.G.z()) < std::cos(least_tilt) * f.G.norm() && chanceOfTilt(e, f) < level;
   const auto touched = static_cast<int>(std::count(e.used.begin(), e.used.end(), 0));
   const bool mirrored = up && turned;
-  return {index, e.used, qualityOf(f),
-          (index > 0) + touched + tilted + (up && !mirrored), mirrored};
+  return {index, e.used, qualityOf(f), (index > 0) + touched + tilted + (up && !mirrored),
+          mirrored};
 }
 
 }  // namespace
@@ -234,10 +234,9 @@ std::optional<FrameMistake> findFrameMistake(const Stated& stated, double level)
       std::min_element(accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
         return a.quality.volume() < b.quality.volume();
       })->quality;
-  std::erase_if(accounts,
-                [&](const Account& a) { return !asGood(a.quality, closest, not_worse); });
-  const Account& chosen = *std::min_element(
-      accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
+  std::erase_if(accounts, [&](const Account& a) { return !asGood(a.quality, closest, not_worse); });
+  const Account& chosen =
+      *std::min_element(accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
         if (a.simplerThan(b) || b.simplerThan(a)) return a.simplerThan(b);
         if (a.index == 0 || b.index == 0) return a.index == 0 && b.index != 0;
         return a.quality.logarithm() < b.quality.logarithm();
@@ -256,9 +255,9 @@ std::optional<FrameMistake> findFrameMistake(const Stated& stated, double level)
   }
 
   as_stated.used = chosen.used;
-  result.chance = static_cast<double>(list.size()) *
-                  (result.torques_only ? chanceOfTorques : chanceOfForces)(
-                      qualityOf(fitLoad(as_stated)), chosen.quality);
+  result.chance =
+      static_cast<double>(list.size()) * (result.torques_only ? chanceOfTorques : chanceOfForces)(
+                                             qualityOf(fitLoad(as_stated)), chosen.quality);
   if (!(result.chance < level)) return std::nullopt;
   for (const Account& other : accounts) {
     if (other.index == chosen.index || other.mistakes > chosen.mistakes ||
