@@ -14,12 +14,15 @@
 #include <vector>
 
 #include "arrangement.h"
+#include "zel_ftc_guard.h"
 
 namespace zel::test {
 namespace {
 
 using diag::Fault;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
@@ -216,7 +219,7 @@ const std::vector<Seed>& seeds() {
   return all;
 }
 
-/// Faults that the rest of the set-up cannot be right beside, and notes.
+/// Faults that the rest of the set-up cannot be right beside, and notes: see the tests below.
 const std::set<Fault> seededElsewhere = {
     Fault::PERIOD_NOT_SET, Fault::NO_SENSOR_CONFIG, Fault::NO_ZERO,
     Fault::ASSEMBLY_ALONE, Fault::COMPLIANT_AXIS,   Fault::APPROACH_UNDERWAY,
@@ -263,18 +266,31 @@ TEST_F(CheckTest, AFreshLibraryLacksEverythingAtOnce) {
 }
 
 TEST_F(CheckTest, SentencesCarryAmountsAndNameTheirSection) {
+  const auto report = [this](const Arrangement& s) {
+    std::string text;
+    for (const zel_ftc_finding& f : check(s.plan())) {
+      if (f.fault < 0) continue;
+      text += textOf([&](char* t, std::size_t n) { return zel_ftc_findingText(&f, t, n); }) + "\n";
+    }
+    return text;
+  };
   Arrangement s;
   s.monitoring[2] = 9.9999999;
   s.gains[0] = 1;
-  s.make({});
-  std::string report;
-  for (const zel_ftc_finding& f : check(s.plan())) {
-    if (f.fault < 0) continue;
-    report += textOf([&](char* t, std::size_t n) { return zel_ftc_findingText(&f, t, n); }) + "\n";
-  }
-  EXPECT_THAT(report, HasSubstr("Fz: the set force is 10 N, the monitoring limit 9.9999999 N"));
-  EXPECT_THAT(report, HasSubstr("Fx has a gain and no set force"));
-  EXPECT_THAT(report, HasSubstr("the guard is off"));
+  s.speed = 150;
+  Six reading = {}, pose;
+  s.make(reading);
+  EXPECT_THAT(report(s),
+              AllOf(HasSubstr("Fz: the set force is 10 N, the monitoring limit 9.9999999 N"),
+                    HasSubstr("Fx has a gain and no set force"), HasSubstr("the guard is off"),
+                    HasSubstr("a stalled sensor is noticed after up to 12 mm"),
+                    Not(HasSubstr("in progress"))));
+  zel_ftc_error err;
+  zel_ftc_obtainFTSensorData(reading.data());
+  zel_ftc_runApproach(pose.data(), s.start.data(), &err);
+  zel_ftc_setGuardLimit(ZEL_LIMIT_STEP, 1, ZEL_GUARD_WARN);
+  EXPECT_THAT(report(s), AllOf(HasSubstr("an approach is in progress"),
+                               HasSubstr("the guard is half configured: ")));
 
   std::stringstream page;
   page << std::ifstream(ZEL_SOURCE_DIR "/docs/behaviour.md").rdbuf();
