@@ -107,8 +107,9 @@ void addTurn(const Explanation& e, std::vector<Step>& steps) {
   step.hidden_parameters = 3;
 }
 
-/// Readings of one channel that crowd at its end while the model expects them beyond. Where the
-/// last ones repeat a number, as a clipped channel does, the crowd ends with numbers that repeat.
+/// Readings of one channel that crowd at its end while the model expects them beyond. When the two
+/// outermost are equal, as those of a clipped channel, the crowd consists of runs of equal
+/// readings.
 void addSaturations(const Explanation& e, std::vector<Step>& steps) {
   constexpr double crowd = 0.02;  // of the channel's range
   const int n = e.scene.poses();

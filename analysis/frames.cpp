@@ -84,7 +84,7 @@ std::vector<Matrix3d> rightAngledTurns() {
   return turns;
 }
 
-/// The scene as stated first, then every mistake.
+/// The recording as stated first, which is no mistake, then every mistake.
 std::vector<FrameMistake> candidates(const Stated& stated) {
   std::vector<FrameMistake> list;
   const Scene scene = stated.scene();
@@ -172,31 +172,74 @@ bool asGood(const Quality& quality, const Quality& best, double level) {
   return eitherOf(chanceOfForces(quality, best), chanceOfTorques(quality, best)) > level;
 }
 
-/// A frame mistake, or none, with everything else that has to be wrong then.
+constexpr double not_worse = 1e-4;  // chance that noise alone makes one account worse
+constexpr double as_good = 0.01;
+
+/// A candidate with everything else that has to be wrong for it to be right.
 struct Account {
-  std::size_t index;
+  const FrameMistake* candidate;
+  bool as_stated;
   Poses used;
   Quality quality;
-  int mistakes;  ///< the frame's, a touched pose each, gravity that is not straight down
-  bool mirrored;
+  int mistakes;   ///< its own, a touched pose each, gravity that is not straight down
+  bool mirrored;  ///< a turn that comes with gravity upwards: a mirroring
 
   bool simplerThan(const Account& other) const {
     return std::tuple(mistakes, mirrored) < std::tuple(other.mistakes, other.mirrored);
   }
 };
 
-Account accountOf(const FrameMistake& mistake, std::size_t index, double level) {
+Account accountOf(const FrameMistake& candidate, bool as_stated, double level) {
   constexpr double least_tilt = 3.0 * turn_of_degree;  // less is within what sensors are off
-  Explanation e(mistake.scene);
+  Explanation e(candidate.scene);
   e.used = withoutContacts(e, level);
   const LoadFit f = fitLoad(e);
-  const bool up = f.G.z() > 0.0, turned = !mistake.turn.isIdentity();
+  const bool up = f.G.z() > 0.0, mirrored = up && !candidate.turn.isIdentity();
   const bool tilted =
       std::fabs(f.G.z()) < std::cos(least_tilt) * f.G.norm() && chanceOfTilt(e, f) < level;
   const auto touched = static_cast<int>(std::count(e.used.begin(), e.used.end(), 0));
-  const bool mirrored = up && turned;
-  return {index, e.used, qualityOf(f), (index > 0) + touched + tilted + (up && !mirrored),
-          mirrored};
+  const int mistakes = !as_stated + touched + tilted + (up && !mirrored);
+  return {&candidate, as_stated, e.used, qualityOf(f), mistakes, mirrored};
+}
+
+/// The accounts that leave about the least. First by most of the poses, then by all that nothing
+/// touched.
+std::vector<Account> closestAccounts(const std::vector<FrameMistake>& list, double level) {
+  std::vector<Quality> most;
+  most.reserve(list.size());
+  for (const FrameMistake& candidate : list) most.push_back(qualityOfMost(candidate.scene));
+  const Quality& best = *std::min_element(
+      most.begin(), most.end(),
+      [](const Quality& a, const Quality& b) { return a.logarithm() < b.logarithm(); });
+  std::vector<Account> accounts;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (asGood(most[i], best, not_worse)) accounts.push_back(accountOf(list[i], i == 0, level));
+  }
+  const Quality closest =
+      std::min_element(accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
+        return a.quality.volume() < b.quality.volume();
+      })->quality;
+  std::erase_if(accounts, [&](const Account& a) { return !asGood(a.quality, closest, not_worse); });
+  return accounts;
+}
+
+/// The one with the fewest mistakes; of equals the recording as stated, then the closest.
+const Account& simplestOf(const std::vector<Account>& accounts) {
+  return *std::min_element(accounts.begin(), accounts.end(),
+                           [](const Account& a, const Account& b) {
+                             if (a.simplerThan(b) || b.simplerThan(a)) return a.simplerThan(b);
+                             if (a.as_stated || b.as_stated) return a.as_stated && !b.as_stated;
+                             return a.quality.logarithm() < b.quality.logarithm();
+                           });
+}
+
+/// Whether a turn by any angle needs less besides. It is looked for with the disturbances.
+bool anyTurnIsSimpler(FrameMistake turned, const Account& chosen, double level) {
+  if (chosen.mistakes <= 1) return false;
+  turned.turn = turnOfReadings(Explanation(turned.scene));
+  turned.scene = turnedBack(std::move(turned.scene), turned.turn);
+  const Account account = accountOf(turned, false, level);
+  return account.simplerThan(chosen) && asGood(account.quality, chosen.quality, not_worse);
 }
 
 }  // namespace
@@ -216,55 +259,24 @@ Scene turnedBack(Scene scene, const Matrix3d& turn) {
 }
 
 std::optional<FrameMistake> findFrameMistake(const Stated& stated, double level) {
-  constexpr double not_worse = 1e-4, as_good = 0.01;
   const std::vector<FrameMistake> list = candidates(stated);
-  std::vector<Quality> most;
-  most.reserve(list.size());
-  for (const FrameMistake& mistake : list) most.push_back(qualityOfMost(mistake.scene));
-  const Quality& best = *std::min_element(
-      most.begin(), most.end(),
-      [](const Quality& a, const Quality& b) { return a.logarithm() < b.logarithm(); });
+  const std::vector<Account> accounts = closestAccounts(list, level);
+  const Account& chosen = simplestOf(accounts);
+  if (chosen.as_stated || anyTurnIsSimpler(list.front(), chosen, level)) return std::nullopt;
 
-  // Several may explain most poses as well; right is the one that needs the least besides.
-  std::vector<Account> accounts;
-  for (std::size_t i = 0; i < list.size(); ++i) {
-    if (asGood(most[i], best, not_worse)) accounts.push_back(accountOf(list[i], i, level));
-  }
-  const Quality closest =
-      std::min_element(accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
-        return a.quality.volume() < b.quality.volume();
-      })->quality;
-  std::erase_if(accounts, [&](const Account& a) { return !asGood(a.quality, closest, not_worse); });
-  const Account& chosen =
-      *std::min_element(accounts.begin(), accounts.end(), [](const Account& a, const Account& b) {
-        if (a.simplerThan(b) || b.simplerThan(a)) return a.simplerThan(b);
-        if (a.index == 0 || b.index == 0) return a.index == 0 && b.index != 0;
-        return a.quality.logarithm() < b.quality.logarithm();
-      });
-  if (chosen.index == 0) return std::nullopt;
-  FrameMistake result = list[chosen.index];
-  Explanation as_stated(list[0].scene);
-  if (chosen.mistakes > 1) {
-    FrameMistake turned = list[0];
-    turned.turn = turnOfReadings(as_stated);
-    turned.scene = turnedBack(turned.scene, turned.turn);
-    const Account any_turn = accountOf(turned, chosen.index, level);
-    if (any_turn.simplerThan(chosen) && asGood(any_turn.quality, chosen.quality, not_worse)) {
-      return std::nullopt;
-    }
-  }
-
+  Explanation as_stated(list.front().scene);
   as_stated.used = chosen.used;
+  FrameMistake result = *chosen.candidate;
+  const auto chance = result.torques_only ? chanceOfTorques : chanceOfForces;
   result.chance =
-      static_cast<double>(list.size()) * (result.torques_only ? chanceOfTorques : chanceOfForces)(
-                                             qualityOf(fitLoad(as_stated)), chosen.quality);
+      static_cast<double>(list.size()) * chance(qualityOf(fitLoad(as_stated)), chosen.quality);
   if (!(result.chance < level)) return std::nullopt;
   for (const Account& other : accounts) {
-    if (other.index == chosen.index || other.mistakes > chosen.mistakes ||
+    if (&other == &chosen || other.mistakes > chosen.mistakes ||
         !asGood(other.quality, chosen.quality, as_good)) {
       continue;
     }
-    const FrameMistake& mistake = list[other.index];
+    const FrameMistake& mistake = *other.candidate;
     result.others.push_back(other.mirrored ? turnText(-mistake.turn) : mistake.text);
   }
   return result;

@@ -56,7 +56,7 @@ namespace {
 constexpr double degree = std::numbers::pi / 180.0;
 
 /// What a column says; one unit of the file is `scale` units inside.
-enum class Quantity { quaternion, angles, position, wrench, time, label };
+enum class Quantity { quaternion, angles, position, wrench, time, label, leftOver };
 
 struct Column {
   const char* name;
@@ -91,6 +91,12 @@ constexpr Column knownColumns[] = {
     {"mz", Quantity::wrench, 5, 1.0, "fx, fy, fz, mx, my, mz"},
     {"time_s", Quantity::time, 0, 1.0, "time_s"},
     {"pose", Quantity::label, 0, 1.0, "pose"},
+    {"lfx", Quantity::leftOver, 0, 1.0, "lfx, lfy, lfz, lmx, lmy, lmz"},
+    {"lfy", Quantity::leftOver, 1, 1.0, "lfx, lfy, lfz, lmx, lmy, lmz"},
+    {"lfz", Quantity::leftOver, 2, 1.0, "lfx, lfy, lfz, lmx, lmy, lmz"},
+    {"lmx", Quantity::leftOver, 3, 1.0, "lfx, lfy, lfz, lmx, lmy, lmz"},
+    {"lmy", Quantity::leftOver, 4, 1.0, "lfx, lfy, lfz, lmx, lmy, lmz"},
+    {"lmz", Quantity::leftOver, 5, 1.0, "lfx, lfy, lfz, lmx, lmy, lmz"},
 };
 
 class PoseFile {
@@ -243,6 +249,7 @@ class PoseFile {
           row.time = value;
           break;
         case Quantity::label:
+        case Quantity::leftOver:
           break;
       }
     }

@@ -82,7 +82,7 @@ std::vector<LeftOver> leftOver(RobotLink& robot, const Pose& start) {
 }
 
 void write(std::ostream& csv, const std::vector<LeftOver>& samples) {
-  csv << "pose,x,y,z,a,b,c,fx,fy,fz,mx,my,mz,lfx,lfy,lfz,lmx,lmy,lmz\n";
+  csv << "pose,x_mm,y_mm,z_mm,a_rad,b_rad,c_rad,fx,fy,fz,mx,my,mz,lfx,lfy,lfz,lmx,lmy,lmz\n";
   int n = 0;
   for (const LeftOver& sample : samples) {
     fmt::print(csv, "{},{},{},{}\n", ++n, fmt::join(sample.pose, ","),

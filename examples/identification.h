@@ -26,8 +26,8 @@ struct LeftOver {
 /// At ten poses other than those of the identification.
 std::vector<LeftOver> leftOver(RobotLink& robot, const Pose& start);
 
-/// Writes the samples: pose (1..10); x, y, z [mm], a, b, c [rad]; fx..mz the reading; lfx..lmz what
-/// is left of it.
+/// Writes the samples: pose (1..10); x_mm..c_rad, of the flange; fx..mz the reading; lfx..lmz what
+/// is left of it. `zelftc identify` reads the file.
 void write(std::ostream& csv, const std::vector<LeftOver>& samples);
 
 /// The largest component left of the forces (FX) or torques (MX).

@@ -161,8 +161,10 @@ void addReport(py::module_& module) {
       .def_readonly("undetermined", &Report::undetermined, "What these poses cannot tell.")
       .def_readonly("undetermined_why", &Report::undetermined_why, "One clause.")
       .def_readonly("next", &Report::next, "The orientation to add next, or None.")
-      .def_readonly("goal_reached", &Report::goal_reached,
-                    "The goal, or the limits of a good answer without one.")
+      .def_property_readonly(
+          "goal", [](const Report& r) { return std::pair(r.goal.weight, r.goal.centre); },
+          "Deviations wanted, N and mm, or the limits of a good answer.")
+      .def_readonly("goal_reached", &Report::goal_reached)
       .def_readonly("poses_missing", &Report::poses_missing,
                     "Poses still needed when chosen well; None when thirty are not enough.");
 }

@@ -183,7 +183,7 @@ void addConfiguration(py::module_& m) {
   add<zel_ftc_setCorrectionLimit, quick, Three, Three, Number>(
       m, "zel_ftc_setCorrectionLimit",
       "Box around the start pose that an approach may command: three upper and three lower bounds "
-      "(mm),\nand an angle (rad).",
+      "(mm).\nang (rad) is stored and not used.",
       "max", "min", "ang");
   add<zel_ftc_setMonitoringFunctions, quick, Six>(
       m, "zel_ftc_setMonitoringFunctions",
@@ -191,8 +191,7 @@ void addConfiguration(py::module_& m) {
       "_monitoringFunctions");
   add<zel_ftc_setCorrectionMonitoring, quick, Number, Number>(
       m, "zel_ftc_setCorrectionMonitoring",
-      "Largest total correction since the start, mm and rad; beyond it a run ends with 11005.",
-      "path", "angle");
+      "Farthest from the start pose of an approach, mm and rad; beyond it 11005.", "path", "angle");
   add<zel_ftc_setSensorNoiseThreshold, quick, Number, Number>(
       m, "zel_ftc_setSensorNoiseThreshold",
       "Dead band of the compensated wrench: 0 < f_min < 100 N, 0 < m_min < 10 N m. A value that "
@@ -226,8 +225,10 @@ void addConfiguration(py::module_& m) {
       "switchingTorque", "breakConditionRange", "timeOut", "pathOut", "minPath", "minPathForce");
   add<zel_ftc_configTrackingMotionMode, quick, Rcs, Direction, Six, Six, Six, Number>(
       m, "zel_ftc_configTrackingMotionMode",
-      "Tracking: a line or an arc with a steady force. desiredSpeed: mm/s.", "rcs", "mainDirection",
-      "expectFT", "kr", "breakConditionRange", "desiredSpeed");
+      "Tracking: a line or an arc with a steady force. desiredSpeed: mm/s. breakConditionRange:\n"
+      "signed limit of F + E (E of the approach mode) per axis, on a sudden change; 0 = not "
+      "monitored.",
+      "rcs", "mainDirection", "expectFT", "kr", "breakConditionRange", "desiredSpeed");
 
   add<zel_ftc_recordCalibrationLoadData, quick, Six, Six>(
       m, "zel_ftc_recordCalibrationLoadData",

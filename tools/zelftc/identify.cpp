@@ -123,17 +123,22 @@ Json jsonOf(const Report& report, const std::vector<StaticPose>& poses) {
                     {"before", jsonOf(next.before)},
                     {"after", jsonOf(next.after)}};
   }
+  json["goal"] = {{"weight", report.goal.weight}, {"centre", report.goal.centre}};
   json["goal_reached"] = report.goal_reached;
   json["poses_missing"] = nullptr;
   if (report.poses_missing) json["poses_missing"] = *report.poses_missing;
   return json;
 }
 
+std::filesystem::path figuresOf(std::filesystem::path picture) {
+  return picture.replace_extension(".csv");
+}
+
 /// Readings and residuals beside the picture, so that it can be drawn again.
 bool draw(const std::string& picture, const Report& report, const std::vector<StaticPose>& poses) {
   const std::filesystem::path path(picture);
   const std::string name = path.stem().string(), folder = path.parent_path().string();
-  KeptFile csv((path.parent_path() / (name + ".csv")).string());
+  KeptFile csv(figuresOf(path).string());
   csv.stream() << "pose,fx,fy,fz,mx,my,mz,lfx,lfy,lfz,lmx,lmy,lmz\n";
   for (std::size_t i = 0; i < poses.size(); ++i) {
     const PoseResidual& r = report.residuals[i];
@@ -147,7 +152,21 @@ bool draw(const std::string& picture, const Report& report, const std::vector<St
       poses.size());
 }
 
+/// The figures beside a picture have its name; they must not take the place of a recording.
+void refuseToOverwrite(const Options& options) {
+  if (options.picture.empty()) return;
+  const std::filesystem::path figures = figuresOf(options.picture);
+  for (const std::string& file : options.files) {
+    std::error_code unknown;
+    if (std::filesystem::equivalent(file, figures, unknown)) {
+      throw std::runtime_error(
+          fmt::format("--picture: its figures would take the place of {}", file));
+    }
+  }
+}
+
 Exit identifyLoad(const Options& options) {
+  refuseToOverwrite(options);
   const std::vector<StaticPose> poses = posesOf(options.files);
   const Report report = identify(poses, analysisOptions(options));
   if (options.json) {
@@ -189,7 +208,7 @@ Body addIdentify(CLI::App& app) {
        "of the sensor, N and N m; readings there count as saturated")
       ->check(positive());
   app.add_option("--picture", options->picture,
-                 "draw readings and residuals; the figures stand beside it as CSV")
+                 "draw readings and residuals; the figures stand beside it as FILE.csv")
       ->type_name("FILE.png");
   addJsonFlag(app, options->json);
   return [options] { return identifyLoad(*options); };
