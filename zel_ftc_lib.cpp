@@ -123,7 +123,7 @@ int runCycle(const char* function, ZelRunKind kind, std::initializer_list<Needed
         error.sensor_code = err->ft_code = zel_info_.code;
         error.sensor_ipoc = err->ft_ipoc = zel_info_.IPOC;
         if (!read) {
-          diag::history.unread = true;
+          diag::history.unread = zel_info_.code;
           return false;
         }
 
@@ -572,7 +572,7 @@ int zel_ftc_clear(void) {
       __func__, {},
       [] {
         tool().clear();
-        diag::history.running = false;
+        diag::history.ended();
         return true;
       },
       neverFails);

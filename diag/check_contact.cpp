@@ -168,6 +168,8 @@ void checkMinimumPath(const Facts& facts, Findings& findings) {
   if (least <= 0.0) return;
   if (isLimited && least >= most) {
     findings.fault(Fault::MINIMUM_PATH_LONG, -1, least, most, "limit of the total correction");
+  } else if (!known(facts.plan.travel)) {
+    findings.notChecked("the way to contact is not known");
   } else if (facts.direction() <= FZ && least > facts.plan.travel) {
     // What gives way under the force counts as travel, too.
     const double force = std::fabs(facts.contact().setExpectFT[facts.direction()]);

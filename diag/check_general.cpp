@@ -183,11 +183,11 @@ void checkGains(const Facts& facts, Findings& findings) {
 /// period removes) behind m periods of delay. It is stable up to p = 2 sin(pi / (2 (2 m + 1))),
 /// which is 2 without delay (Jury's criterion; Astrom & Wittenmark, Computer-Controlled Systems).
 void checkStability(const Facts& facts, Findings& findings) {
-  if (std::isnan(facts.plan.stiffness)) {
+  if (!(facts.plan.stiffness > 0.0)) {
     return findings.notChecked("the stiffness of the contact is not known");
   }
   constexpr double pi = 3.141592653589793;
-  const double delay = std::isnan(facts.plan.delay) ? 0.0 : facts.plan.delay;
+  const double delay = facts.plan.delay > 0.0 ? facts.plan.delay : 0.0;
   const double periods = std::ceil(delay / facts.periodMs());
   const double stable = 2.0 * std::sin(pi / (2.0 * (2.0 * periods + 1.0)));
   const double smooth = 0.5 * stable;

@@ -44,7 +44,7 @@ const CodeRow rows[] = {
      "%a"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_SENSOR_TIMEOUT),
      "20 calls in a row without a new sample, however fast they follow each other (the first cycle "
-     "of a run does not count)",
+     "of a run does not count); assembly: only while the sample counter stands at 0",
      "leave missed calls out instead of making them in a burst; external: hand in a reading every "
      "cycle, do not read with zel_ftc_getSensorData in between; network: sensor, cable, load of "
      "the machine. The run goes on where it was once samples come again: zel_ftc_clear if it must "
@@ -72,7 +72,7 @@ const CodeRow rows[] = {
      "not settled: break range below the noise, gain too low or too high; clock stepped",
      "%a is %v, %m"},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_RUNNING), "a normal cycle; the only one with return value 1",
-     "command out_pos", ""},
+     "command out_pos; not that of an assembly run", ""},
     {ZEL_ROW(ZEL_CODES_RUN, ZEL_RUN_END),
      "approach and assembly: force settled for 20 cycles and minimum path covered. Line and arc: "
      "end of the path",

@@ -110,9 +110,13 @@ void viewPathRun(zel_ftc_cycle_view& view, const ZelFTCTool& tool) {
   view.in_contact = std::any_of(view.wrench, view.wrench + 6, [](double f) { return f != 0.0; });
 }
 
+void answerWhyUnread(Answers& answers) {
+  if (history.unread != 0) answers.add(ZEL_WHY_NO_READING, -1, 0.0, 0.0, history.unread);
+}
+
 void answerWhyNotEnding(Answers& answers, const zel_ftc_cycle_view& view, const ZelFTCTool& tool) {
   if (!view.running) answers.add(ZEL_WHY_NOT_RUNNING, -1, 0.0, 0.0, view.code);
-  if (history.unread) answers.add(ZEL_WHY_NO_READING, -1, 0.0, 0.0, zel_info_.code);
+  answerWhyUnread(answers);
   if (view.stalled > 0) answers.add(ZEL_WHY_STALLED, -1, view.stalled, limits::historyLength);
   if (!isContactRun(view.run)) {
     if (std::isfinite(view.path_steps)) {
@@ -149,7 +153,7 @@ void answerWhyNotEnding(Answers& answers, const zel_ftc_cycle_view& view, const 
 void answerWhyNotMoving(Answers& answers, const zel_ftc_cycle_view& view, const ZelFTCTool& tool,
                         const Law& law) {
   if (!view.running) answers.add(ZEL_WHY_NOT_RUNNING, -1, 0.0, 0.0, view.code);
-  if (history.unread) answers.add(ZEL_WHY_NO_READING, -1, 0.0, 0.0, zel_info_.code);
+  answerWhyUnread(answers);
   if (guardHolds()) answers.add(ZEL_WHY_GUARD_HOLDS);
   if (view.run == ZEL_ASSEMBLY_RUN) return answers.add(ZEL_WHY_ASSEMBLY_HOLDS);
 
@@ -185,8 +189,10 @@ void fill(zel_ftc_cycle_view& view, const ZelFTCTool& tool) {
   Answers notEnding(view.not_ending, view.not_ending_count);
   Answers notMoving(view.not_moving, view.not_moving_count);
   if (view.run == ZEL_NO_RUN) {
-    notEnding.add(ZEL_WHY_NOT_RUNNING);
-    notMoving.add(ZEL_WHY_NOT_RUNNING);
+    for (Answers* const answers : {&notEnding, &notMoving}) {
+      answers->add(ZEL_WHY_NOT_RUNNING);
+      answerWhyUnread(*answers);
+    }
     return;
   }
 

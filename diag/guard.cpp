@@ -270,8 +270,8 @@ const zel_ftc_guard_verdict& Guard::judge(double* pose, const double* now) {
     judgeRun(pose, now);
     judgeForce();
     judgeSample();
-    calls_ = history.calls;
   }
+  calls_ = history.calls;
   conclude();
 
   if (!holds()) {

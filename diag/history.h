@@ -25,7 +25,8 @@ struct History {
   std::uint64_t cycles = 0;  ///< of this run
   std::uint64_t runs = 0;    ///< begun since open
   std::uint64_t calls = 0;   ///< cycles of all runs
-  bool unread = false;       ///< the last cycle got no reading, and did not come that far
+  /// Why the last cycle got no reading and did not come that far: a sensor status, or 0.
+  std::int32_t unread = 0;
 
   /// One cycle of a run, after it. A stall fails the cycle, not the run. Real-time safe.
   void ran(ZelRunKind kind, bool goesOn, std::int32_t result) {
@@ -35,10 +36,16 @@ struct History {
     }
     run = kind;
     running = goesOn || result == ZEL_RUN_SENSOR_TIMEOUT;
-    unread = false;
+    unread = 0;
     code = result;
     ++cycles;
     ++calls;
+  }
+
+  /// The run was given up.
+  void ended() {
+    running = false;
+    unread = 0;
   }
 
   /// Whether the last cycle came as far as compensating its reading.

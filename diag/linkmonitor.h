@@ -61,7 +61,7 @@ class LinkMonitor {
   const LinkFault& fault() const { return fault_; }
   zel_ftc_link_health snapshot();
   void keepFrames(bool on);
-  bool nextFrame(zel_ftc_frame& frame) { return kept_.pop(frame); }
+  bool nextFrame(zel_ftc_frame& frame) { return keepsFrames_ && kept_.pop(frame); }
 
  private:
   using Clock = std::chrono::steady_clock;

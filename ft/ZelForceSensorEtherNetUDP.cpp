@@ -76,6 +76,7 @@ bool SensorEtherNet_UDP::initialFTSensor(int port, const char* ip) {
   if (sock_Client != -1) uninitialFTSensor();  // a link that was opened without this operation
   clearIPOC();
   rawData.reset();
+  linkMonitor.reset();
   if (initSensorEtherNet_UDPIF(static_cast<std::uint16_t>(port), ip) && connect()) {
     bConnect = true;
     clearIPOC();
@@ -132,7 +133,6 @@ bool SensorEtherNet_UDP::startWorkers() {
   // Shut-down wakes the receive thread; the time-out ends it even where that wake-up is missing.
   const timeval wakeUp = {0, 100000};
   setsockopt(sock_Client, SOL_SOCKET, SO_RCVTIMEO, &wakeUp, sizeof wakeUp);
-  linkMonitor.reset();
   unpackWaits = zel::workerSetting.unpack_waits;
   bSensorRun = true;
   workersPlaced = 0;

@@ -44,6 +44,13 @@ struct ViewTest : OpenLibrary {
 TEST_F(ViewTest, FollowsAnApproachFromSearchToItsEnd) {
   ASSERT_EQ(zel_ftc_cycleView(&view), 1);
   EXPECT_EQ(view.run, ZEL_NO_RUN);
+  zel_ftc_uninitialFTSensor();
+  cycle({}, s.start);
+  EXPECT_THAT(notEnding(), Contains(ZEL_WHY_NO_READING)) << "in the very first cycle";
+  zel_ftc_initialFTSensor(0, nullptr);
+  zel_ftc_clear();
+  ASSERT_EQ(zel_ftc_cycleView(&view), 1);
+  EXPECT_THAT(notEnding(), testing::ElementsAre(ZEL_WHY_NOT_RUNNING));
   s.weight = 0, s.centre = {}, s.minimumPath = 3;
   s.make({});
   cycle({}, s.start);

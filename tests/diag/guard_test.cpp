@@ -285,6 +285,26 @@ TEST_F(GuardTest, SeesSamplesThatNoRunHasTaken) {
   }
 }
 
+// What a run measured while the guard held it is over when the guard is reset.
+TEST_F(GuardTest, ForgetsTheRunThatItHeld) {
+  Arrangement s;
+  Six reading{}, pose = s.start;
+  s.make(reading);
+  zel_ftc_setGuardLimit(ZEL_LIMIT_FORCE, 40, ZEL_GUARD_HOLD);
+  zel_ftc_guard_verdict v{};
+  reading[2] = 50;
+  for (int i = 0; i < 3; ++i) {
+    zel_ftc_error err;
+    zel_ftc_obtainFTSensorData(reading.data());
+    zel_ftc_runApproach(pose.data(), s.start.data(), &err);
+    EXPECT_EQ(zel_ftc_guard(pose.data(), s.start.data(), &v), 0);
+    EXPECT_EQ(v.which, ZEL_LIMIT_FORCE);
+  }
+  zel_ftc_clear();
+  zel_ftc_resetGuard();
+  EXPECT_EQ(zel_ftc_guard(pose.data(), s.start.data(), &v), 1);
+}
+
 TEST_F(GuardTest, RefusesWhatMakesNoSense) {
   zel_ftc_guard_limit limit{};
   for (const double bad : {-1.0, nan, double(INFINITY)}) {
