@@ -59,14 +59,13 @@ void addOptions(CLI::App& app, zel_ftc_plan& plan) {
                                                   {"assembly", ZEL_ASSEMBLY_RUN},
                                                   {"line", ZEL_LINE_RUN},
                                                   {"arc", ZEL_ARC_RUN}};
-  const auto add = [&app](const char* name, auto& value, const char* what) {
-    app.add_option(name, value, what)->check(cli::finite());
-  };
   app.add_option("--run", plan.run, "approach, assembly, line or arc")
       ->transform(CLI::CheckedTransformer(runs).description(""));
-  add("--stiffness", plan.stiffness, "Of the contact, N/mm");
-  add("--delay", plan.delay, "Of robot and sensor together, ms");
-  add("--travel", plan.travel, "Of an approach until it touches, mm");
+  app.add_option("--stiffness", plan.stiffness, "Of the contact, N/mm")->check(cli::positive());
+  app.add_option("--delay", plan.delay, "Of robot and sensor together, ms")
+      ->check(cli::notNegative());
+  app.add_option("--travel", plan.travel, "Of an approach until it touches, mm")
+      ->check(cli::notNegative());
   const auto pose = [&app](const char* name, double(&value)[6], const char* what) {
     app.add_option_function<std::vector<double>>(
            name, [&value](const std::vector<double>& v) { std::copy(v.begin(), v.end(), value); },
@@ -182,7 +181,7 @@ void addOptions(CLI::App& app, ApproachMode& mode) {
   add("--switching-force", mode.switchingForce, "Contact, N");
   add("--switching-torque", mode.switchingTorque, "Contact, N m");
   add("--break-range", mode.breakRange, "Six ranges of |E + F|; 0 = not monitored");
-  app.add_option("--time-out", mode.timeOut, "ms of wall clock");
+  app.add_option("--time-out", mode.timeOut, "ms of wall clock")->check(cli::notNegative());
 }
 
 void addOptions(CLI::App& app, Setup& setup) {
@@ -262,6 +261,7 @@ Settings SettingsFile::over(Settings defaults) const {
     app.parse_from_stream(stream);
   } catch (const CLI::ConfigError& error) {
     const std::string what = error.what();
+    if (what.ends_with(".++")) throw std::runtime_error(path_ + ": sections are not used");
     throw std::runtime_error(
         fmt::format("{}: there is no setting \"{}\"", path_, what.substr(what.rfind(' ') + 1)));
   } catch (const CLI::ParseError& error) {

@@ -101,8 +101,11 @@ int run(CLI::App& app, int argc, char** argv, const Body& body) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);  // progress is seen in a pipe as well
   struct sigaction once = {};
   once.sa_handler = [](int) { interrupted = true; };
-  once.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int signal : endSignals()) sigaction(signal, &once, nullptr);
+  for (const int signal : endSignals()) {
+    // A closed terminal sends SIGHUP twice, through the shell and through the kernel.
+    once.sa_flags = signal == SIGHUP ? 0 : static_cast<int>(SA_RESETHAND);
+    sigaction(signal, &once, nullptr);
+  }
 
   const auto fail = [&app](const std::exception& error, Exit code) {
     std::fflush(stdout);

@@ -38,8 +38,8 @@ struct Interrupted : std::runtime_error {
 };
 
 /// Throws Interrupted when one of these signals has come since run() began. Loops that take time
-/// call it, so that destructors stop sensors, end processes and keep files. A second signal ends
-/// the program at once.
+/// call it, so that destructors stop sensors, end processes and keep files. A second SIGINT or
+/// SIGTERM ends the program at once.
 void stopIfInterrupted();
 /// The same as a question, for a program that an interruption ends in order.
 bool interruptionAsked();

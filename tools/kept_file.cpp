@@ -18,6 +18,10 @@ KeptFile::KeptFile(const std::string& path) : path_(path) {
   if (std::error_code unknown; !error && fs::is_directory(path, unknown)) {
     error = std::make_error_code(std::errc::is_a_directory);
   }
+  if (std::error_code unknown; !error && fs::exists(part(), unknown)) {
+    throw std::runtime_error(
+        fmt::format("{} is there, of a file that was not finished: rename or remove it", part()));
+  }
   if (!error) {
     errno = 0;
     file_.open(part());

@@ -12,8 +12,8 @@ namespace zel::cli {
 /// and the error says so.
 class KeptFile {
  public:
-  /// Makes the folder. Throws std::runtime_error when folder or file cannot be written, or when the
-  /// path is a folder.
+  /// Makes the folder. Throws std::runtime_error when folder or file cannot be written, when the
+  /// path is a folder, or when <path>.part is there.
   explicit KeptFile(const std::string& path);
   ~KeptFile();
   KeptFile(const KeptFile&) = delete;

@@ -173,7 +173,7 @@ void addCellOptions(CLI::App& app, Options& options) {
           "constant error of the sensor, N and N m");
   addMagnitude("--force-noise", config.force_noise, "standard deviation, N");
   addMagnitude("--torque-noise", config.torque_noise, "standard deviation, N m");
-  addNumber("--noise-seed", config.seed, "of the noise");
+  addNumber("--noise-seed", config.seed, "of the noise")->check(notNegative());
 }
 
 void addFaultOptions(CLI::App& app, Options& options) {

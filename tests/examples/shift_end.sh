@@ -15,7 +15,7 @@ for options in "--out /dev/null/out" "--simulator /nonexistent" "--gain nan"; do
 done
 
 ln -s "$1" "$folder/link"
-# What a closed terminal sends; whoever runs this test may have it ignored.
+# What a closed terminal sends, twice; whoever runs this test may have it ignored.
 env --default-signal=HUP "$folder/link" --out "$folder" >"$folder/log" 2>&1 &
 pid=$!
 until grep -q '^ *approach ' "$folder/log"; do
@@ -23,6 +23,8 @@ until grep -q '^ *approach ' "$folder/log"; do
   sleep 0.05
 done
 simulator=$(tr -d " " <"/proc/$pid/task/$pid/children")
+kill -HUP "$pid"
+sleep 0.001
 kill -HUP "$pid"
 code=0
 wait "$pid" || code=$?

@@ -88,6 +88,14 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
   written("typo.toml", "perid = 8\n");
   written("far.toml", "load = 9\nload-centre = [600, 0, 0]\n");
   written("half.toml", "load = 9\nmax-path = 100\nmax-angle = 1\n");
+  written("line.toml",
+          "run = \"line\"\nframe = \"TOOL\"\ndirection = \"FZ\"\nforce = 10\nspeed = 20\n"
+          "gains = [0, 0, 3, 0, 0, 0]\nbreak-range = [0, 0, 0.3, 0, 0, 0]\ntime-out = 60000\n"
+          "switching-force = 2\nswitching-torque = 1\npath-frame = \"TOOL\"\npath-speed = 20\n"
+          "path-force = [0, 0, 10, 0, 0, 0]\npath-gains = [0, 0, 3, 0, 0, 0]\n"
+          "path-break-range = [0, 0, -5, 0, 0, 0]\n");
+  written("endless.toml", "time-out = -1\n");
+  written("section.toml", "[a]\nperiod = 4\n");
   written("empty.csv", "");
   written("wrong.csv", "t,fx\n0,1\n");
   written("utf16.csv", std::string("\xff\xfe"
@@ -105,7 +113,7 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
       {"Z nonsense", 2, "nonsense"},
       {"Z simulate --port 0 --seconds 0.05", 0, "listening on 127.0.0.1:"},
       {"Z simulate PORT", 2, "in use"},
-      {"Z probe PORT --longest-gap 60000 --seconds 0.3", 0, "serial number 4711"},
+      {"Z probe PORT --longest-gap 60000 --seconds 0.3 --least-rate 10", 0, "serial number 4711"},
       {"Z probe PORT --least-rate 3000 --seconds 0.3", 1, "at least 3000 wanted"},
       {"Z probe --port 9 --seconds 0.1", 2, "same network, cable (status 21001 "},
       {"Z probe --address 300.1.1.1", 2, "is not four dotted numbers"},
@@ -133,7 +141,11 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
       {"Z check DIR/far.toml", 1, "lx is 600 mm"},
       {"Z check DIR/half.toml --all", 1, "error    load-centre is missing\n"},
       {"Z check DIR/half.toml --all", 1, "not checked: there is no sensor here"},
+      {"Z check DIR/line.toml --all", 1, "right    the break test is at rest at the set force"},
+      {"Z check DIR/endless.toml", 2, "a number of 0 or above"},
+      {"Z check DIR/section.toml", 2, "sections are not used"},
       {"Z identify DIR/empty.csv", 2, "empty.csv"},
+      {"Z identify DIR/readings.csv --picture DIR/readings.png", 2, "take the place of"},
       {"Z identify DIR/utf16.csv", 2, "UTF-16"},
       {"Z plot DIR/wrong.csv", 2, "fy"},
       {"PATH=/nonexistent Z plot DIR/readings.csv --out DIR", 2, "gnuplot is missing"},

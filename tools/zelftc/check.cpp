@@ -88,11 +88,11 @@ std::vector<Error> applied(const example::SettingsFile& file, const example::Set
   const bool onPath = all.plan.run == ZEL_LINE_RUN || all.plan.run == ZEL_ARC_RUN;
   if (all.plan.run == ZEL_ASSEMBLY_RUN) {
     make(approach, configureAssembly, all.approach);
-  } else if (!onPath) {
-    make(approach, configureApproach, all.approach);
   } else {
-    make(tracking, configureTracking, all.tracking);
+    make(approach, configureApproach, all.approach);
   }
+  // The break test of a path compares with the force of the approach before it.
+  if (onPath) make(tracking, configureTracking, all.tracking);
   return errors;
 }
 

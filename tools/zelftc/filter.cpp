@@ -94,9 +94,11 @@ Body addFilter(CLI::App& app) {
   addSettingsOptions(app, options->settings);
   return [options] {
     for (const auto* values : {&options->kalman_first, &options->kalman_second}) {
-      if (options->kalman == "on" && (values->empty() || values->front() > 255)) {
-        throw std::runtime_error(
-            "--kalman on needs --kalman-first and --kalman-second, with gains up to 255");
+      if (options->kalman == "on" && values->empty()) {
+        throw std::runtime_error("--kalman on needs --kalman-first and --kalman-second");
+      }
+      if (!values->empty() && values->front() > 255) {
+        throw std::runtime_error("the gain of a Kalman filter is a number from 0 to 255");
       }
     }
     return apply(options->settings, stepsOf(*options), {});

@@ -67,7 +67,7 @@ Body addNet(CLI::App& app) {
   app.add_option("--mask", options->mask, "its network mask")
       ->check(dotted("a network mask: ones, then zeros", [](std::uint32_t mask) {
         const std::uint32_t zeros = ~mask;
-        return (zeros & (zeros + 1)) == 0;
+        return mask != 0 && (zeros & (zeros + 1)) == 0;
       }));
   app.add_option("--gateway", options->gateway, "its gateway")->check(dotted());
   app.add_option("--new-port", options->port, "its new UDP port")->check(CLI::Range(1, 65535));
