@@ -13,7 +13,7 @@
  *  4. Units as in zel_ftc_lib.h: mm, rad, N, N m, ms.
  *  5. Threads: from the one control thread, like everything of the flat interface. Nothing locks,
  *     throws or allocates; no system call but the clock. Fit for every control cycle, the texts
- *     too, although one composed text takes longer than a cycle of the controller.
+ *     too, although composing one takes longer than a run function.
  *  6. Names (const char*) in the records are static text, valid while the library is loaded.
  *
  * Valid C11 and C++11.
@@ -140,7 +140,7 @@ ZEL_FTC_API int zel_ftc_listCodes(ZelCodeSpace space, int32_t index, zel_ftc_cod
 
 /* ---- Health of the sensor's link ----------------------------------------------------------
  *
- * Counted since the last zel_ftc_initialFTSensor, successful or not. */
+ * Counted since the last zel_ftc_initialFTSensor, successful or not, that found the sensor down. */
 
 typedef struct zel_ftc_link_health {
   uint64_t datagrams;           /* received, from any address */
@@ -156,7 +156,8 @@ typedef struct zel_ftc_link_health {
   int32_t last_bad_status;      /* the last such byte; 0 before the first */
   uint64_t exchanges;           /* commands whose answer was awaited */
   uint64_t failed_exchanges;    /* of these without a good answer */
-  double rate;        /* good frames per second, mean of the last second; 0 before the second one */
+  double rate; /* good frames per second, over the last full second; 0 until the first is over, and
+                  once the newest frame is older than a second */
   double longest_gap; /* between two good frames of one stretch of streaming, ms */
   double age;         /* of the newest good frame, ms; -1 before the first */
 } zel_ftc_link_health;
@@ -174,7 +175,7 @@ ZEL_FTC_API int zel_ftc_linkHealth(zel_ftc_link_health* health);
 enum { ZEL_KEPT_FRAMES = 1024 };
 
 typedef struct zel_ftc_frame {
-  uint64_t number; /* of the good frames since the last zel_ftc_initialFTSensor, from 1 on */
+  uint64_t number; /* of the good frames since that zel_ftc_initialFTSensor, from 1 on */
   double time;     /* when the library had it, s of CLOCK_MONOTONIC */
   int32_t counter; /* zel_info_.IPOC with this frame */
   int32_t status;  /* zel_info_.code with this frame */

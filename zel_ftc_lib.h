@@ -98,13 +98,14 @@ ZEL_FTC_API int zel_ftc_setLoadData(double g, double lx, double ly, double lz);
 ZEL_FTC_API int zel_ftc_getLoadData(double* g, double* lx, double* ly, double* lz);
 
 /* Box around the start pose that an approach may command: three upper and three lower bounds (mm,
- * arrays of three), and an angle (rad). */
+ * arrays of three); what is beyond is cut without a code. ang (rad) is stored and not used. */
 ZEL_FTC_API int zel_ftc_setCorrectionLimit(double* max, double* min, double ang);
 
 /* Largest compensated wrench per axis in the mode's frame; beyond it a run ends with 11000. */
 ZEL_FTC_API int zel_ftc_setMonitoringFunctions(double* _monitoringFunctions);
 
-/* Largest total correction since the start, mm and rad; beyond it a run ends with 11005. */
+/* Farthest from the start pose of an approach, its travel included, mm and rad; beyond it 11005.
+ * Lines and arcs have no such limit. */
 ZEL_FTC_API int zel_ftc_setCorrectionMonitoring(double path, double angle);
 
 /* Dead band of the compensated wrench: 0 < f_min < 100 N, 0 < m_min < 10 N m. A value that passes
@@ -118,8 +119,10 @@ ZEL_FTC_API int zel_set_minValue(double value, int value_name);
 ZEL_FTC_API int zel_set_minValue_every(double* value_group, int value_name);
 
 /* The modes. Configuring one makes the other two unusable until they are configured again.
- * setKR: gain per axis, mm/s per N (rad/s * 1000 per N m). breakConditionRange: band of the control
- * error per axis, 0 = axis not monitored. translationalMotion, desiredSpeed: mm/s. timeOut: ms. */
+ * setKR: gain per axis, mm/s per N (rad/s * 1000 per N m). translationalMotion, desiredSpeed: mm/s.
+ * timeOut: ms. breakConditionRange, 0 = axis not monitored: of approach and assembly the band of the
+ * control error; of tracking a signed limit of F + E (E of the approach mode) that trips beyond it,
+ * in the direction of its sign, and on a sudden change only. */
 ZEL_FTC_API int zel_ftc_configApproachMode(ZelRcs rcs, ZelDirection mainDirection,
                                            double setExpectFT, double* setKR,
                                            double translationalMotion, double switchingForce,
@@ -158,7 +161,9 @@ ZEL_FTC_API int zel_ftc_getRCS_FT_Data(double* ft);
 ZEL_FTC_API int zel_ftc_get_GraData(double* ft, double* robot_pos);
 
 /* ---- Runs: one call per control cycle ---------------------------------------------------------
- * 1: out_pos is the pose to command. 0: the run failed or ended (err->ftc_code tells which) and
+ * robot_pos_now is the set pose, commanded last, not a measured one that lags behind it.
+ * 1: out_pos is the pose to command, but for zel_ftc_runAssembly, which corrects nothing: its
+ * out_pos is left from an earlier run, or six zeros, not to be commanded. 0: the run failed or ended (err->ftc_code tells which) and
  * out_pos is robot_pos_now. When the sensor read itself failed: 0, err->ft_code and err->ft_ipoc
  * are fresh, out_pos and err->ftc_code keep their values. */
 
