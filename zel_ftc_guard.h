@@ -34,9 +34,9 @@
 extern "C" {
 #endif
 
-/* What is limited: name, unit, what is judged. A value equal to its limit is within. ZEL_LIMIT_READING,
- * _POSE, _STEP, _TURN and _SAMPLE_AGE are judged in every call, the others, force and torque among
- * them, in a call that comes after a cycle of a run. The limits of the first
+/* What is limited: name, unit, what is judged. A value equal to its limit is within.
+ * ZEL_LIMIT_READING, _POSE, _STEP, _TURN and _SAMPLE_AGE are judged in every call, the others,
+ * force and torque among them, in a call that comes after a cycle of a run. The limits of the first
  * two have no meaning. The force is that of every frame alike, the torque that at the tool. The
  * time without a new sample counts from the first guarded cycle that had none. The time of a run is
  * told by a clock that ticks every 1 to 10 ms: its limit is met that much late, never early. */

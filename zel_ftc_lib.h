@@ -120,9 +120,9 @@ ZEL_FTC_API int zel_set_minValue_every(double* value_group, int value_name);
 
 /* The modes. Configuring one makes the other two unusable until they are configured again.
  * setKR: gain per axis, mm/s per N (rad/s * 1000 per N m). translationalMotion, desiredSpeed: mm/s.
- * timeOut: ms. breakConditionRange, 0 = axis not monitored: of approach and assembly the band of the
- * control error; of tracking a signed limit of F + E (E of the approach mode) that trips beyond it,
- * in the direction of its sign, and on a sudden change only. */
+ * timeOut: ms. breakConditionRange, 0 = axis not monitored: of approach and assembly the band of
+ * the control error; of tracking a signed limit of F + E (E of the approach mode) that trips beyond
+ * it, in the direction of its sign, and on a sudden change only. */
 ZEL_FTC_API int zel_ftc_configApproachMode(ZelRcs rcs, ZelDirection mainDirection,
                                            double setExpectFT, double* setKR,
                                            double translationalMotion, double switchingForce,
@@ -163,9 +163,10 @@ ZEL_FTC_API int zel_ftc_get_GraData(double* ft, double* robot_pos);
 /* ---- Runs: one call per control cycle ---------------------------------------------------------
  * robot_pos_now is the set pose, commanded last, not a measured one that lags behind it.
  * 1: out_pos is the pose to command, but for zel_ftc_runAssembly, which corrects nothing: its
- * out_pos is left from an earlier run, or six zeros, not to be commanded. 0: the run failed or ended (err->ftc_code tells which) and
- * out_pos is robot_pos_now. When the sensor read itself failed: 0, err->ft_code and err->ft_ipoc
- * are fresh, out_pos and err->ftc_code keep their values. */
+ * out_pos is left from an earlier run, or six zeros, not to be commanded. 0: the run failed or
+ * ended (err->ftc_code tells which) and out_pos is robot_pos_now. When the sensor read itself
+ * failed: 0, err->ft_code and err->ft_ipoc are fresh, out_pos and err->ftc_code keep their values.
+ */
 
 ZEL_FTC_API int zel_ftc_runApproach(double* out_pos, double* robot_pos_now, zel_ftc_error* err);
 ZEL_FTC_API int zel_ftc_runAssembly(double* out_pos, double* robot_pos_now, zel_ftc_error* err);

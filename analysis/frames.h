@@ -35,8 +35,8 @@ struct FrameMistake {
 /// Looks for the mistake whose correction explains the readings, in most poses at least, and needs
 /// the fewest other mistakes besides: touched poses, gravity aslant or upwards. It has to explain
 /// them overwhelmingly better than the recording as stated, at the given level for all candidates
-/// together. Equally good ones are named with it. None where a turn by any angle needs less: that is
-/// found with the disturbances.
+/// together. Equally good ones are named with it. None where a turn by any angle needs less: that
+/// is found with the disturbances.
 std::optional<FrameMistake> findFrameMistake(const Stated& stated, double level);
 
 /// The scene with the axes of the readings turned back by a rotation R_stated_read.
