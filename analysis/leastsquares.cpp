@@ -11,18 +11,19 @@ double Fit::variance(double floor) const {
   return std::max(dof > 0 ? rss / dof : 0.0, floor * floor);
 }
 
-namespace {
-
-template <int Columns>
-Fit fitOf(const Model& model, const Poses& used) {
-  using Square = Eigen::Matrix<double, Columns, Columns>;
-  using Column = Eigen::Matrix<double, Columns, 1>;
-  Square normal = Square::Zero();
-  Column right = Column::Zero();
+Fit fit(const Model& model, const Poses& used) {
+  // No size is known to the compiler, which unrolls and takes a minute otherwise; nothing is
+  // allocated all the same.
+  constexpr int most = 15;
+  using Square = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, most, most>;
+  using Column = Eigen::Matrix<double, Eigen::Dynamic, 1, 0, most, 1>;
+  const Eigen::Index columns = model.A.cols();
+  Square normal = Square::Zero(columns, columns);
+  Column right = Column::Zero(columns);
   Fit result;
   for (int k = 0; k < model.poses(); ++k) {
     if (!used[k]) continue;
-    const Eigen::Matrix<double, 3, Columns> A = model.A.middleRows<3>(3 * k);
+    const auto A = model.A.middleRows<3>(3 * k);
     normal += A.transpose().lazyProduct(A);
     right += A.transpose().lazyProduct(model.y.segment<3>(3 * k));
     result.dof += model.rows[k];
@@ -46,21 +47,6 @@ Fit fitOf(const Model& model, const Poses& used) {
     if (used[k]) result.rss += residual.squaredNorm();
   }
   return result;
-}
-
-}  // namespace
-
-Fit fit(const Model& model, const Poses& used) {
-  switch (model.A.cols()) {
-    case 6:
-      return fitOf<6>(model, used);
-    case 9:
-      return fitOf<9>(model, used);
-    case 12:
-      return fitOf<12>(model, used);
-    default:
-      return fitOf<15>(model, used);
-  }
 }
 
 namespace {
