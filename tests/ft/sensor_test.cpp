@@ -378,6 +378,8 @@ TEST_F(SensorTest, ACommandWaitsForThePacketThatTheUnpackThreadHasInItsHands) {
   holdUnpacking = true;
   script.arrive(frameOf({}));
   EXPECT_TRUE(eventually([] { return unpackingIsHeld.load(); }));
+  script.expect({{stopCommand, {}, 100}, {startCommand}});
+  EXPECT_FALSE(sensor.zeroFTSensor()) << "not for ever, and sends nothing then";
   script.onWait = [] {
     if (script.steps.size() != 2) return;  // the command is out
     holdUnpacking = false;
@@ -497,6 +499,9 @@ TEST_F(SensorTest, PacketsAddressesAndRanges) {
     sensor.getFTSensorRange(range.data());
     EXPECT_TRUE(range[0] == fx && range[5] == mz) << model;
   }
+  testing::internal::CaptureStdout();
+  sensor.PrintBuffer(raw("\n\xFF"), 2);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "buff: 10 255 \n");
 }
 
 }  // namespace
