@@ -4,13 +4,20 @@
 
 #include <fmt/format.h>
 #include <fmt/ostream.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <string_view>
 #include <utility>
+
+#include "tools/command_line.h"
 
 extern char** environ;
 
@@ -36,7 +43,7 @@ set style line 7 lw 5.0 lc rgb '#f0c8a8'
 set style line 8 lc rgb '#ff000000'  # not to be seen: the least range of a panel
 total = 50 + 300 * rows
 set terminal pngcairo size 1150, total font 'sans,11' noenhanced
-set output png
+set output exists("unfinished") ? unfinished : png
 set multiplot title heading font ',14'
 set lmargin at screen 0.08
 set rmargin at screen 0.80
@@ -188,18 +195,35 @@ std::string quoted(const std::string& text) {
   return result + "'";
 }
 
-/// What is missing for a picture; "" when it has been drawn.
-std::string runGnuplot(const std::string& script) {
-  std::string program = "gnuplot", argument = script;
-  char* argv[] = {program.data(), argument.data(), nullptr};
+/// gnuplot does not say when the disk was full.
+bool isWholePng(const std::string& path) {
+  constexpr std::string_view trailer = "IEND\xAE\x42\x60\x82";
+  std::string last(trailer.size(), '\0');
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(-static_cast<std::streamoff>(last.size()), std::ios::end);
+  return file.read(last.data(), static_cast<std::streamsize>(last.size())) && last == trailer;
+}
+
+/// Lets the script draw into `picture` instead of the file that it names. What is missing; "" when
+/// it has been drawn.
+std::string runGnuplot(const std::string& script, const std::string& picture) {
+  std::string arguments[] = {"gnuplot", "-e", "unfinished = " + quoted(picture), script};
+  char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(),
+                  arguments[3].data(), nullptr};
+  // A group of its own: Ctrl-C ends this process, which ends gnuplot.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
   pid_t child = 0;
-  if (posix_spawnp(&child, program.c_str(), nullptr, nullptr, argv, environ) != 0) {
-    return "gnuplot is missing; install gnuplot-nox";
-  }
+  const int spawned = posix_spawnp(&child, argv[0], nullptr, &attributes, argv, environ);
+  posix_spawnattr_destroy(&attributes);
+  if (spawned != 0) return "gnuplot is missing; install gnuplot-nox";
   int status = 0;
-  const bool drawn =
-      waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-  return drawn ? "" : "gnuplot refused " + script;
+  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    if (zel::cli::interruptionAsked()) kill(child, SIGTERM);
+  }
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return "gnuplot refused " + script;
+  return isWholePng(picture) ? "" : picture + " could not be written to its end";
 }
 
 /// The chosen runs of a log as gnuplot commands: every second one shaded, those that are long
@@ -260,12 +284,18 @@ bool Sheet::draw(const std::string& panels) {
   zel::cli::KeptFile script(base_ + ".gp");
   script.stream() << script_ << style << panels;
   script.keep();
-  const std::string missing = runGnuplot(script.path());
-  if (missing.empty()) {
-    fmt::print("picture {}.png\n", base_);
-  } else {
-    fmt::print(stderr, "no picture: {}\n", missing);
+  const std::string picture = base_ + ".png", unfinished = picture + ".part";
+  std::string missing = runGnuplot(script.path(), unfinished);
+  if (missing.empty() && std::rename(unfinished.c_str(), picture.c_str()) != 0) {
+    missing = picture + " cannot be written";
   }
+  if (missing.empty()) {
+    fmt::print("picture {}\n", picture);
+  } else {
+    std::remove(unfinished.c_str());
+    if (!zel::cli::interruptionAsked()) fmt::print(stderr, "no picture: {}\n", missing);
+  }
+  zel::cli::stopIfInterrupted();
   return missing.empty();
 }
 

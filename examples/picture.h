@@ -18,8 +18,8 @@ class Sheet {
         const std::string& csv, int rows);
   void set(const std::string& variable, double value);
   void set(const std::string& variable, const std::string& text);
-  /// Draws the panels and names the picture; or says what is missing, false. Throws when the script
-  /// cannot be written.
+  /// Draws the panels and names the picture; or says what is missing, false, and an older picture
+  /// stays. Throws when the script cannot be written, and when interrupted.
   bool draw(const std::string& panels);
 
  private:

@@ -10,21 +10,23 @@
 
 namespace zel::cli {
 
-KeptFile::KeptFile(const std::string& path) : path_(path) {
+KeptFile::KeptFile(const std::string& path) : path_(path), target_(path) {
   namespace fs = std::filesystem;
   const fs::path folder = fs::path(path).parent_path();
-  std::error_code error;
+  std::error_code error, unknown;
   if (!folder.empty()) fs::create_directories(folder, error);
-  if (std::error_code unknown; !error && fs::is_directory(path, unknown)) {
-    error = std::make_error_code(std::errc::is_a_directory);
-  }
-  if (std::error_code unknown; !error && fs::exists(part(), unknown)) {
-    throw std::runtime_error(
-        fmt::format("{} is there, of a file that was not finished: rename or remove it", part()));
+  const fs::file_status there = fs::status(path, unknown);
+  if (!error && fs::is_directory(there)) error = std::make_error_code(std::errc::is_a_directory);
+  if (fs::is_symlink(path, unknown) && fs::exists(there)) target_ = fs::canonical(path).string();
+  part_ = fs::exists(there) && fs::is_other(there) ? path_ : target_ + ".part";
+  if (!error && !isDirect() && fs::exists(part_, unknown)) {
+    throw std::runtime_error(fmt::format(
+        "{} is there: another program writes it, or did not finish it; then rename or remove it",
+        part_));
   }
   if (!error) {
     errno = 0;
-    file_.open(part());
+    file_.open(part_);
     if (!file_) error = {errno, std::generic_category()};
   }
   if (error) {
@@ -35,7 +37,7 @@ KeptFile::KeptFile(const std::string& path) : path_(path) {
 KeptFile::~KeptFile() {
   if (!file_.is_open()) return;
   file_.close();
-  std::remove(part().c_str());
+  if (!isDirect()) std::remove(part_.c_str());
 }
 
 void KeptFile::check() {
@@ -45,14 +47,16 @@ void KeptFile::check() {
 void KeptFile::keep() {
   errno = 0;
   file_.close();
-  if (file_.fail() || std::rename(part().c_str(), path_.c_str()) != 0) giveUp();
+  if (file_.fail()) giveUp();
+  if (!isDirect() && std::rename(part_.c_str(), target_.c_str()) != 0) giveUp();
 }
 
 void KeptFile::giveUp() {
   const std::string why = std::generic_category().message(errno);
   file_.close();  // the destructor leaves a closed file alone
-  throw std::runtime_error(
-      fmt::format("cannot write {}: {}; {} has what could be written", path_, why, part()));
+  const std::string rescued =
+      isDirect() ? "" : fmt::format("; {} has what could be written", part_);
+  throw std::runtime_error(fmt::format("cannot write {}: {}{}", path_, why, rescued));
 }
 
 }  // namespace zel::cli

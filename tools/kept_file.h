@@ -9,7 +9,8 @@ namespace zel::cli {
 
 /// A file that is complete when it has its name: it is written as <path>.part, which goes away
 /// unless keep() is called. What could not be written to its end, or not get its name, stays there,
-/// and the error says so.
+/// and the error says so. A link keeps its name for what it leads to. Devices and pipes are written
+/// directly: they have no content to lose.
 class KeptFile {
  public:
   /// Makes the folder. Throws std::runtime_error when folder or file cannot be written, when the
@@ -28,9 +29,9 @@ class KeptFile {
 
  private:
   [[noreturn]] void giveUp();
-  std::string part() const { return path_ + ".part"; }
+  bool isDirect() const { return part_ == path_; }
 
-  std::string path_;
+  std::string path_, target_, part_;
   std::ofstream file_;
 };
 

@@ -130,6 +130,10 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
       {"trap '' XFSZ; ulimit -f 1; Z watch PORT --csv DIR/f.csv --seconds 0.5; code=$?; "
        "grep -q 10000 DIR/f.csv.part && exit $code",
        2, "f.csv.part has what could be written"},
+      {"mkfifo DIR/p; ln -s p DIR/l; cat DIR/p >DIR/copy & Z watch PORT --csv DIR/l --seconds 0.5 "
+       "&& "
+       "wait $! && test -p DIR/l && cat DIR/copy",
+       0, ",10000,10,-20,30,1,-2,3"},
       {"Z watch PORT | head -n 1", 0, "serial number 4711"},
       {"Z filter PORT --yes", 2, "say what to set"},
       {"Z alarm PORT --axes", 0, "no axis"},
@@ -148,6 +152,12 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
       {"Z identify DIR/readings.csv --picture DIR/readings.png", 2, "take the place of"},
       {"Z identify DIR/utf16.csv", 2, "UTF-16"},
       {"Z plot DIR/wrong.csv", 2, "fy"},
+      {"Z plot DIR", 2, "is a folder"},
+      {"trap '' XFSZ; ulimit -f 4; Z plot DIR/readings.csv --out DIR", 2, "to its end"},
+      {"printf '#!/bin/sh\ntouch DIR/begun; exec sleep 60' >DIR/gnuplot; chmod +x DIR/gnuplot; "
+       "PATH=DIR:$PATH Z plot DIR/readings.csv --out DIR & "
+       "until [ -e DIR/begun ]; do sleep 0.05; done; kill -INT $!; wait $!",
+       1, "interrupted"},
       {"PATH=/nonexistent Z plot DIR/readings.csv --out DIR", 2, "gnuplot is missing"},
   };
   for (const auto& [line, code, says] : cases) {
@@ -156,6 +166,7 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
     EXPECT_THAT(ran.out + ran.err, HasSubstr(says)) << line;
     EXPECT_THAT(ran.out + ran.err, Not(HasSubstr("\x1b"))) << line;
   }
+  EXPECT_FALSE(std::filesystem::exists(file("readings.png"))) << "a picture that is not whole";
 }
 
 TEST_F(Zelftc, EverySubcommandHasHelpWithExampleInEightyColumns) {

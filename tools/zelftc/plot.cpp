@@ -21,6 +21,7 @@ struct Options {
 /// The header line, as far as it is one.
 std::string headerOf(const std::string& path) {
   std::string line(65536, '\0');
+  if (std::filesystem::is_directory(path)) throw std::runtime_error(path + ": is a folder");
   std::ifstream file(path);
   if (!file) throw std::runtime_error(path + ": cannot be read");
   file.getline(line.data(), static_cast<std::streamsize>(line.size()));
