@@ -13,6 +13,7 @@
 #include "tools/command_line.h"
 #include "zel_ftc_diag.h"
 #include "zel_ftc_guard.h"
+#include "zel_ftc_workers.h"
 
 namespace example {
 namespace {
@@ -151,7 +152,9 @@ Library::Library() {
 Library::Library(unsigned short sensorPort, const std::string& address) {
   require(zel_ftc_open(false));
   if (zel_ftc_initialFTSensor(sensorPort, address.c_str()) == 1) return;
-  const std::string why = lastRefusal();  // before the reading, which is refused as well
+  std::string why = lastRefusal();  // before the reading, which is refused as well
+  char fault[256];
+  if (zel_ftc_getWorkerFaultText(fault, sizeof fault) == 1) why = fault;
   // The status of the failed start comes with a reading, and goes when the library closes.
   Wrench none;
   zel_ftc_obtainFTSensorData(none.data());

@@ -29,6 +29,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+/// With which a recording does not end, ms.
+constexpr double silence = 1000.0;
+
 struct Options {
   SensorOptions sensor;
   std::string csv;
@@ -244,11 +247,17 @@ Exit watch(const Options& options) {
   show(true);
   if (std::ferror(stdout) != 0) throw std::runtime_error("nobody reads the output any more");
   if (file && !options.json) {
-    fmt::print("csv {}: {} rows, {} frames missed\n", file->path(), file->rows(), file->missed());
+    fmt::print("csv {}: {} rows, {} frames missed, longest gap {:.1f} ms\n", file->path(),
+               file->rows(), file->missed(), glance.health.longest_gap);
   }
   if (options.seconds > 0.0) stopIfInterrupted();
   if (glance.health.good_frames == 0) {
     fmt::print(stderr, "no frame has come: look at \"zelftc probe\"\n");
+    return notAsWanted;
+  }
+  if (glance.health.age > silence) {
+    fmt::print(stderr, "the sensor has been silent for the last {:.1f} s\n",
+               glance.health.age / 1000.0);
     return notAsWanted;
   }
   return file && file->missed() > 0 ? notAsWanted : done;
@@ -265,8 +274,9 @@ Body addWatch(CLI::App& app) {
           "The recording has a row per frame: t [s, when it came, from the first on], counter "
           "(of the frames; 0 follows 100000), status, fx, fy, fz [N], mx, my, mz [N m]. It is "
           "written as FILE.part and gets its name at the end; when that cannot be, on a full disk "
-          "for example, FILE.part stays. Frames that were missed are counted; the exit code is "
-          "then 1.",
+          "for example, FILE.part stays. Frames that this machine missed are counted; the exit "
+          "code is then 1, as it is when the sensor is silent at the end. Frames lost on their way "
+          "show as gaps only: they carry no number.",
           0) +
       "\n");
   addExample(app, "--csv run.csv --seconds 60");
