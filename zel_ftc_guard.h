@@ -80,8 +80,9 @@ typedef struct zel_ftc_guard_limit {
 } zel_ftc_guard_limit;
 
 /* Sets a limit. 0, nothing changed, for a limit or an action that does not exist, and for a limit
- * that is not finite or negative. */
+ * that is not finite or negative. -1: not open. */
 ZEL_FTC_API int zel_ftc_setGuardLimit(ZelGuardLimit which, double limit, ZelGuardAction action);
+/* 0, nothing touched, for a limit that does not exist and a null pointer. -1: not open. */
 ZEL_FTC_API int zel_ftc_getGuardLimit(ZelGuardLimit which, zel_ftc_guard_limit* limit);
 
 typedef struct zel_ftc_guard_verdict {
@@ -98,11 +99,11 @@ typedef struct zel_ftc_guard_verdict {
  * held when none has passed yet.
  * 1: command the pose, which is unchanged. 0: held, the pose has been replaced by the one to
  * command; or a null pointer, nothing touched. When there is no finite pose to hold, 0 with the
- * pose unchanged: do not move. verdict may be null. */
+ * pose unchanged: do not move. -1: not open, nothing touched. verdict may be null. */
 ZEL_FTC_API int zel_ftc_guard(double* pose, const double* robot_pos_now,
                               zel_ftc_guard_verdict* verdict);
 
-/* Ends every event. The next pose is judged against robot_pos_now. Always 1. */
+/* Ends every event. The next pose is judged against robot_pos_now. 1, or -1 when not open. */
 ZEL_FTC_API int zel_ftc_resetGuard(void);
 
 /* The sentence of a verdict, for example

@@ -24,7 +24,7 @@ namespace zel::diag {
   X(NOT_FINITE, ERROR, "Not-a-number passes every limit", "%w is %v",                             \
     "find out where it comes from")                                                               \
   X(NO_SENSOR_CONFIG, ERROR, "No sensor configuration means overload",                            \
-    "zel_ftc_setSensorConfig was never called: every run ends with 10002",                        \
+    "zel_ftc_setSensorConfig was never called: any reading but zero ends the run with 10002",     \
     "set the permitted load and the mounting")                                                    \
   X(PERMITTED_LOAD_ZERO, ERROR, "No sensor configuration means overload",                         \
     "the permitted load of %f is %v %u: any reading beyond ends the run with 10002",              \

@@ -136,7 +136,7 @@ const CodeRow rows[] = {
     {ZEL_ROW(ZEL_CODES_REASON, ZEL_REASON_OUT_OF_MEMORY), "the system gave no memory",
      "limits of the process", "out of memory"},
     {ZEL_ROW(ZEL_CODES_REASON, ZEL_REASON_NULL_POINTER), "an array or record is missing",
-     "hand in an array of six doubles (three where the header says so), or the record",
+     "hand in what the header names: an array of six doubles (or three), a record, a text",
      "%a is a null pointer"},
     {ZEL_ROW(ZEL_CODES_REASON, ZEL_REASON_OUT_OF_RANGE),
      "a value is outside of what the function accepts", "correct the value", "%a is %v, %m"},
