@@ -56,7 +56,8 @@ ZEL_FTC_API int zel_ftc_close(void);
 /* ---- Sensor ------------------------------------------------------------------------------ */
 
 /* Brings the sensor up. host is the port number of the network sensor, ip its dotted address; an
- * external sensor ignores both (ip may be null there).
+ * external sensor ignores both (ip may be null there), and so does a sensor that is up already: 1,
+ * it stays the one that it is until zel_ftc_uninitialFTSensor.
  * Network sensor: takes the local UDP port 52000 for itself and starts two threads until
  * zel_ftc_uninitialFTSensor; one of them spins, so that a frame is there the moment it has arrived,
  * and wants a processor core of its own (zel_ftc_workers.h: cores, priorities, and how to let it

@@ -95,12 +95,28 @@ bool isRotation(const Matrix3d& R) {
          R.determinant() > 0.0;
 }
 
+template <std::size_t N>
+bool finite(const std::array<double, N>& values) {
+  return std::all_of(values.begin(), values.end(),
+                     [](double x) { return std::fabs(x) <= largestNumber; });
+}
+
+void requireUsable(const Options& options) {
+  const auto positive = [](double x) { return x > 0.0 && x <= largestNumber; };
+  const auto [a, b, c] = options.mounting;
+  if (!finite(Vector{a, b, c})) {
+    throw std::invalid_argument("mounting: three angles wanted that are finite and not huge");
+  }
+  if (options.range && !std::all_of(options.range->begin(), options.range->end(), positive)) {
+    throw std::invalid_argument("range: six numbers above 0 wanted");
+  }
+  if (options.goal && !(positive(options.goal->weight) && positive(options.goal->centre))) {
+    throw std::invalid_argument("goal: two numbers above 0 wanted");
+  }
+}
+
 void requireFinite(std::span<const StaticPose> poses) {
   for (const StaticPose& pose : poses) {
-    const auto finite = [](const auto& values) {
-      return std::all_of(values.begin(), values.end(),
-                         [](double x) { return std::fabs(x) <= largestNumber; });
-    };
     const Rotation R = rotationOf(pose.orientation);
     if (!finite(pose.wrench) || !finite(R[0]) || !finite(R[1]) || !finite(R[2]) ||
         !finite(pose.position.value_or(Vector{})) || !finite(Vector{pose.time.value_or(0.0)})) {
@@ -130,6 +146,7 @@ class Identification {
       : poses_(poses), options_(options) {}
 
   Report run() {
+    requireUsable(options_);
     requireFinite(poses_);
     report_.residuals.resize(poses_.size());
     keepRotations();

@@ -150,11 +150,13 @@ struct Report {
 /// Model: F = R'G + F0, M = l x (R'G) + M0 with R = R_base_sensor and G free in the base. Weight
 /// |G| agrees with ldd_tool.
 ///
-/// Throws std::invalid_argument when a number is not finite or beyond `largestNumber`, and when
-/// there is no pose at all. Same input, same report. Allocates; not for the control thread.
+/// Throws std::invalid_argument when a number of poses or options is not finite or beyond
+/// `largestNumber`, a range or goal is not above 0, and when there is no pose at all. Same input,
+/// same report. Allocates; not for the control thread.
 Report identify(std::span<const StaticPose> poses, const Options& options = {});
 
-/// The report as text, at most 80 columns wide, no escape codes.
+/// The report as text, at most 80 columns wide, no escape codes. Throws std::invalid_argument for
+/// poses that are not as many as those of the report.
 std::string table(const Report& report, std::span<const StaticPose> poses);
 
 }  // namespace zel::analysis

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <boost/locale/utf.hpp>
 #include <cmath>
 #include <fstream>
 #include <numbers>
@@ -104,6 +105,7 @@ class PoseFile {
   explicit PoseFile(const std::string& path) : path_(path), lines_(opened(path)) {
     const char* const header = lines_.next_line();
     if (header == nullptr) throw std::runtime_error(path_ + " is empty: a header line is missing");
+    requireUtf8(header);
     readHeader(header);
   }
 
@@ -112,6 +114,7 @@ class PoseFile {
     std::size_t rows = 0;
     while (const char* const line = lines_.next_line()) {
       if (trimmed(line).empty()) continue;
+      requireUtf8(line);
       if (++rows > mostRows) fail(fmt::format("more than {} rows", mostRows));
       collector.add(readRow(line));
       if (collector.poses().size() > mostPoses) {
@@ -161,6 +164,17 @@ class PoseFile {
   }
   [[noreturn]] void fail(const Column& column, const std::string& what) const {
     fail(fmt::format("column \"{}\": {}", column.name, what));
+  }
+
+  /// Names of poses and columns go on into messages, tables and JSON.
+  void requireUtf8(std::string_view line) const {
+    const char* next = line.data();
+    while (next != line.data() + line.size()) {
+      using namespace boost::locale::utf;
+      if (!is_valid_codepoint(utf_traits<char>::decode(next, line.data() + line.size()))) {
+        fail("this is not UTF-8 text, save it as UTF-8");
+      }
+    }
   }
 
   bool has(Quantity quantity) const {

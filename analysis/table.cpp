@@ -152,6 +152,10 @@ std::string orientations(const Report& report) {
 }  // namespace
 
 std::string table(const Report& report, std::span<const StaticPose> poses) {
+  if (poses.size() != report.residuals.size()) {
+    throw std::invalid_argument(fmt::format("poses: the {} of the report wanted, not {}",
+                                            report.residuals.size(), poses.size()));
+  }
   std::string out =
       paragraph(fmt::format("Verdict: {}. {}.", nameOf(report.verdict), report.reason)) + "\n";
   out += numbers(report) + findings(report) + residuals(report, poses) + orientations(report);

@@ -34,7 +34,9 @@ Array matrixOf(const Rotation& rotation) {
 }
 
 Rotation rotationFrom(const ArrayLike& source) {
-  const auto rows = py::tuple(py::array(source).attr("reshape")(-1));
+  const auto array = py::array::ensure(source);
+  if (!array || array.size() != 9) throw py::value_error("rotation: 3 by 3 numbers wanted");
+  const auto rows = py::tuple(array.attr("reshape")(-1));
   const auto nine = numbers<9>(rows, "rotation");
   return {{{nine[0], nine[1], nine[2]}, {nine[3], nine[4], nine[5]}, {nine[6], nine[7], nine[8]}}};
 }
@@ -70,17 +72,22 @@ StaticPose poseFrom(const ArrayLike& wrench, const std::optional<ArrayLike>& ang
   return pose;
 }
 
-Report identifyFrom(std::vector<StaticPose> poses, const ArrayLike& mounting,
-                    const std::optional<ArrayLike>& range,
-                    const std::optional<std::pair<double, double>>& goal) {
+/// What has no name gets its number.
+std::vector<StaticPose> named(std::vector<StaticPose> poses) {
   for (std::size_t i = 0; i < poses.size(); ++i) {
     if (poses[i].name.empty()) poses[i].name = std::to_string(i + 1);
   }
+  return poses;
+}
+
+Report identifyFrom(std::vector<StaticPose> poses, const ArrayLike& mounting,
+                    const std::optional<ArrayLike>& range,
+                    const std::optional<std::pair<double, double>>& goal) {
   Options options;
   options.mounting = anglesFrom(mounting, "mounting");
   if (range) options.range = numbers<6>(*range, "range");
   if (goal) options.goal = Goal{goal->first, goal->second};
-  return identify(poses, options);
+  return identify(named(std::move(poses)), options);
 }
 
 void addSolution(py::module_& module) {
@@ -205,13 +212,17 @@ PYBIND11_MODULE(analysis, module) {
              "Identifies the load. mounting: angles of the sensor on the frame whose orientation\n"
              "was recorded. range: largest magnitude that the sensor gives per channel. goal:\n"
              "wanted standard deviations of weight (N) and of each coordinate of the centre (mm).\n"
-             "ValueError for numbers that are not finite and when there is no pose.");
+             "ValueError for numbers that are not finite or huge, for a range or goal that is not\n"
+             "above 0, and when there is no pose.");
   module.def(
       "table",
-      [](const Report& report, const std::vector<StaticPose>& poses) {
-        return table(report, poses);
+      [](const Report& report, std::vector<StaticPose> poses) {
+        return table(report, named(std::move(poses)));
       },
-      arg("report"), arg("poses"), "The report as text, at most 80 columns wide.");
+      arg("report"), arg("poses"),
+      "The report on these poses as text, at most 80 columns wide. ValueError when they are not "
+      "as\n"
+      "many as the report has.");
 }
 
 }  // namespace zel::python

@@ -356,7 +356,8 @@ void addWorkers(py::module_& module) {
             "time on the core of the receive thread");
       },
       arg("workers"),
-      "How the next zel_ftc_initialFTSensor runs its threads: begin with zel_ftc_getWorkers.");
+      "How the next zel_ftc_initialFTSensor runs its threads: begin with zel_ftc_getWorkers.\n"
+      "ValueError, nothing changed, for values that do not exist.");
   using Fault = zel_ftc_worker_fault;
   record<Fault>(module, "zel_ftc_worker_fault", "What a thread of the sensor could not have.")
       .def_readonly("step", &Fault::step, "What could not be had.")

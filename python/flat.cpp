@@ -96,7 +96,8 @@ void addSensor(py::module_& m) {
       m, "zel_ftc_initialFTSensor",
       "Brings the sensor up: port and dotted address of a network sensor, 0 and None for an\n"
       "external one. A network sensor takes local UDP port 52000 and two threads until\n"
-      "zel_ftc_uninitialFTSensor; one of them spins (zel_ftc_setWorkers lets it wait).",
+      "zel_ftc_uninitialFTSensor; one of them spins (zel_ftc_setWorkers lets it wait). A sensor\n"
+      "that is up already stays the one that it is.",
       "host", "ip");
   add<zel_ftc_uninitialFTSensor, Call::blocking>(m, "zel_ftc_uninitialFTSensor",
                                                  "Takes the sensor down.");
@@ -132,7 +133,7 @@ void addSensor(py::module_& m) {
   record<zel_ft_info>(m, "zel_ft_info", "Status of the sensor, refreshed by every read.")
       .def_property_readonly(
           "code", [](const zel_ft_info& info) -> ZelInfoCode { return info.code; },
-          "FT_N0RMAL is normal.")
+          "FT_N0RMAL is normal; the number 0 before the first read.")
       .def_property_readonly(
           "IPOC", [](const zel_ft_info& info) -> int { return info.IPOC; },
           "Running sample counter of the reading.")
@@ -274,8 +275,11 @@ void addCycle(py::module_& m) {
           return cycle(run, numbers<6>(robot_pos_now, "robot_pos_now"));
         },
         arg("robot_pos_now"),
-        "One cycle: (pose to command, code). ZEL_RUN_RUNNING goes on, ZEL_RUN_END and above is a\n"
-        "normal end; a failure raises zel_ftc.Error and the robot stays where it is.");
+        run == &zel_ftc_runAssembly
+            ? "One cycle: (pose, code). An assembly corrects nothing: the pose is left from an\n"
+              "earlier run, or six zeros, not to be commanded. Otherwise as zel_ftc_runApproach."
+            : "One cycle: (pose to command, code). ZEL_RUN_RUNNING goes on, ZEL_RUN_END and above\n"
+              "is a normal end; a failure raises zel_ftc.Error and the robot stays where it is.");
   }
   m.def(
       "zel_ftc_runTrackingMotionL",

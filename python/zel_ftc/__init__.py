@@ -4,8 +4,10 @@ The flat interface of the library with its names of C, numbers as numpy arrays:
 
     Arrays go in as anything that numpy can read; a wrong shape or type raises ValueError or
     TypeError with the name of the argument. Results come back as new arrays. A call that is refused
-    raises Error, whose `reason` has the parts. The runs return (pose to command, code), also at a
-    normal end. Where a function has nothing to tell it returns None.
+    raises Error, whose `reason` has the parts; zel_ftc_setWorkers and zel_ftc_setGuardLimit, of
+    which C keeps no reason, raise ValueError. The runs return (pose to command, code), also at a
+    normal end; that of zel_ftc_runAssembly is not to be commanded. Where a function has nothing to
+    tell it returns None.
 
 Poses are x, y, z in mm, then the angles about Z, Y, X in rad; wrenches Fx, Fy, Fz in N, Mx, My, Mz
 in N m; times ms. Everything from one thread. zel_raw_ft, zel_info_ and zel_is_external show the

@@ -1,6 +1,7 @@
 """The exception of the flat interface."""
 from __future__ import annotations
 
+import types
 import typing
 
 if typing.TYPE_CHECKING:
@@ -16,3 +17,8 @@ class Error(RuntimeError):
     def __init__(self, reason: zel_ftc_reason) -> None:
         super().__init__(f"{reason.text}: {reason.remedy}")
         self.reason = reason
+
+    def __reduce__(self) -> tuple[type[Error], tuple[types.SimpleNamespace]]:
+        """For another process: the same text and parts."""
+        names = [name for name in dir(self.reason) if not name.startswith("_")]
+        return Error, (types.SimpleNamespace(**{n: getattr(self.reason, n) for n in names}),)

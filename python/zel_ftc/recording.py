@@ -21,9 +21,14 @@ def readRecording(path: str | os.PathLike[str]) -> npt.NDArray[typing.Any]:
     ValueError names file, line and column of what is wrong.
     """
     with open(path, newline="", encoding="utf-8-sig") as file:
+        lines = csv.reader(file)
         try:
-            return _table(csv.reader(file))
-        except (ValueError, csv.Error) as error:
+            return _table(lines)
+        except UnicodeDecodeError:
+            raise ValueError(f"{path}: this is not UTF-8 text, save it as UTF-8") from None
+        except csv.Error as error:
+            raise ValueError(f"{path}, line {lines.line_num}: {error}") from None
+        except ValueError as error:
             raise ValueError(f"{path}, {error}") from None
 
 

@@ -58,6 +58,7 @@ TEST(PoseFiles, WhatIsWrongIsNamedWithFileLineAndColumn) {
   std::vector<std::pair<std::string, std::string>> cases = {
       {"", " is empty: a header line is missing"},
       {std::string("a\0_\0d\0", 6), ", line 1: this is UTF-16 text, save it as UTF-8"},
+      {"pose," + header + "M\xE4rz,0,0,0,1,2,3,4,5,6\n", ", line 2: this is not UTF-8 text"},
       {"x," + rows, ", line 1: column \"x\" is not known"},
       {"fx," + rows, ", line 1: column \"fx\": stands there twice"},
       {"a_deg,b_deg," + wrench, ", line 1: column \"c_deg\": is missing; a_deg, b_deg, c_deg come"},

@@ -1,5 +1,6 @@
 """The Python module: what it adds to the library, and that it leaves nothing out."""
 import pathlib
+import pickle
 import re
 import sys
 import threading
@@ -42,6 +43,8 @@ def refused(call, *arguments):
     with pytest.raises(Error) as refusal:
         call(*arguments)
     assert str(refusal.value) == f"{refusal.value.reason.text}: {refusal.value.reason.remedy}"
+    copy = pickle.loads(pickle.dumps(refusal.value))
+    assert (str(copy), copy.reason.kind) == (str(refusal.value), refusal.value.reason.kind)
     return refusal.value.reason
 
 
@@ -60,6 +63,9 @@ def test_refusals_carry_the_reason(library):
     assert (reason.function, reason.kind, reason.argument, reason.value, reason.limit) == (
         "zel_ftc_setTimeStep", ZEL_REASON_OUT_OF_RANGE, "msTime", 3.99, 4)
     assert refused(zel_ftc_runApproach, START).code == ZEL_RUN_CONTACT_NOT_SET
+    zel_ftc_close()
+    zel_ftc_open(False)
+    assert refused(zel_ftc_initialFTSensor, 1, "1" + "\u00e4" * 20).detail == "1" + "\u00e4" * 15
     zel_ftc_close()
     assert refused(zel_ftc_setTimeStep, 4).kind == ZEL_REASON_NOT_OPEN
     assert refused(zel_ftc_cycleView).function == "zel_ftc_cycleView"
@@ -155,7 +161,12 @@ def test_a_load_identified_on_the_cell():
     np.testing.assert_allclose(1000 * np.array([load.lx, load.ly, load.lz]),
                                report.answer.centre_on_measured_forces)
     assert [f.what for f in analysis.identify(swapped).findings] == ["readings_in_base_axes"]
-    assert "weight" in analysis.table(report, poses)
+    assert "\n10 " in analysis.table(report, poses)
+    with pytest.raises(ValueError, match="the 10 of the report wanted, not 9"):
+        analysis.table(report, poses[1:])
+    for unusable in ({"range": [-200] * 6}, {"goal": (np.nan, 1)}, {"mounting": [np.inf, 0, 0]}):
+        with pytest.raises(ValueError, match=next(iter(unusable))):
+            analysis.identify(poses, **unusable)
     np.testing.assert_allclose(tool.FTData[3], poses[3].wrench)
 
 
