@@ -12,8 +12,8 @@ double Fit::variance(double floor) const {
 }
 
 Fit fit(const Model& model, const Poses& used) {
-  // No size is known to the compiler, which unrolls and takes a minute otherwise; nothing is
-  // allocated all the same.
+  // No size is known to the compiler, which unrolls and takes three times as long otherwise;
+  // nothing is allocated all the same.
   constexpr int most = 15;
   using Square = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, most, most>;
   using Column = Eigen::Matrix<double, Eigen::Dynamic, 1, 0, most, 1>;

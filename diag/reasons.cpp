@@ -76,12 +76,8 @@ void stateBreak(zel_ftc_reason& reason, const ZelFTCTool& tool) {
 
 // ---- sensor -----------------------------------------------------------------------------------
 
-/// What does not fit is cut, between characters.
 void write(char (&detail)[32], std::string_view what) {
-  const auto continuesCharacter = [&](std::size_t at) { return (what[at] & 0xC0) == 0x80; };
-  std::size_t fits = std::min(what.size(), sizeof detail - 1);
-  while (fits > 0 && fits < what.size() && continuesCharacter(fits)) --fits;
-  Text(detail, sizeof detail) << what.substr(0, fits);
+  Text(detail, sizeof detail) << what;
 }
 
 zel_ftc_reason linkFailed(const LinkFault& fault) {

@@ -12,7 +12,7 @@
 
 namespace zel::diag {
 
-/// Writes what fits and counts all of it. No allocation, no locale.
+/// Writes what fits, cut between characters, and counts all of it. No allocation, no locale.
 class Text {
  public:
   /// A null buffer has no room.
@@ -22,7 +22,8 @@ class Text {
   }
 
   Text& operator<<(std::string_view piece) {
-    const std::size_t fits = length_ < room_ ? std::min(piece.size(), room_ - length_) : 0;
+    std::size_t fits = length_ < room_ ? std::min(piece.size(), room_ - length_) : 0;
+    while (fits > 0 && fits < piece.size() && (piece[fits] & 0xC0) == 0x80) --fits;
     if (fits > 0) {
       std::memcpy(buffer_ + length_, piece.data(), fits);
       buffer_[length_ + fits] = '\0';

@@ -220,9 +220,8 @@ PYBIND11_MODULE(analysis, module) {
         return table(report, named(std::move(poses)));
       },
       arg("report"), arg("poses"),
-      "The report on these poses as text, at most 80 columns wide. ValueError when they are not "
-      "as\n"
-      "many as the report has.");
+      "The report on these poses as text, at most 80 columns wide. ValueError when they are\n"
+      "not as many as the report has.");
 }
 
 }  // namespace zel::python

@@ -18,7 +18,7 @@ KeptFile::KeptFile(const std::string& path) : path_(path), target_(path) {
   const fs::file_status there = fs::status(path, unknown);
   if (!error && fs::is_directory(there)) error = std::make_error_code(std::errc::is_a_directory);
   if (fs::is_symlink(path, unknown) && fs::exists(there)) target_ = fs::canonical(path).string();
-  part_ = fs::exists(there) && fs::is_other(there) ? path_ : target_ + ".part";
+  part_ = fs::is_other(there) ? path_ : target_ + ".part";
   if (!error && !isDirect() && fs::exists(part_, unknown)) {
     throw std::runtime_error(fmt::format(
         "{} is there: another program writes it, or did not finish it; then rename or remove it",

@@ -130,9 +130,8 @@ TEST_F(Zelftc, DoesWhatIsAskedOrSaysInOneLineWhyNot) {
       {"trap '' XFSZ; ulimit -f 1; Z watch PORT --csv DIR/f.csv --seconds 0.5; code=$?; "
        "grep -q 10000 DIR/f.csv.part && exit $code",
        2, "f.csv.part has what could be written"},
-      {"mkfifo DIR/p; ln -s p DIR/l; cat DIR/p >DIR/copy & Z watch PORT --csv DIR/l --seconds 0.5 "
-       "&& "
-       "wait $! && test -p DIR/l && cat DIR/copy",
+      {"mkfifo DIR/p; ln -s p DIR/l; cat DIR/p >DIR/copy & "
+       "Z watch PORT --csv DIR/l --seconds 0.5 && wait $! && test -p DIR/l && cat DIR/copy",
        0, ",10000,10,-20,30,1,-2,3"},
       {"Z watch PORT | head -n 1", 0, "serial number 4711"},
       {"Z filter PORT --yes", 2, "say what to set"},

@@ -29,7 +29,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// With which a recording does not end, ms.
+/// Of the sensor at the end, ms: longer than this it has stopped.
 constexpr double silence = 1000.0;
 
 struct Options {
